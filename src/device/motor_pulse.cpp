@@ -1,0 +1,65 @@
+#include "device/motor_pulse.hpp"
+
+#include "device/linux_device_io.hpp"
+#include "device/pin_control.hpp"
+#include "device/posix_io.hpp"
+
+namespace zel {
+namespace {
+
+constexpr char kGpio131Direction[] = "/sys/class/gpio/gpio131/direction";
+constexpr char kGpio131Value[] = "/sys/class/gpio/gpio131/value";
+
+const std::vector<std::string> kPinctrlMotorOn{"set", "10", "op", "dh"};
+const std::vector<std::string> kPinctrlMotorOff{"set", "10", "op", "dl"};
+
+// The switch-off runs even after a failed switch-on: a motor must never be left running.
+bool pulseSysfsGpio(DeviceIo& io, int durationMs, std::string& error)
+{
+    if (!io.writeSysfs(kGpio131Direction, "out", error)) {
+        return false;
+    }
+    const bool on = io.writeSysfs(kGpio131Value, "1", error);
+    if (on) {
+        sleepMilliseconds(durationMs);
+    }
+    std::string resetError;
+    const bool off = io.writeSysfs(kGpio131Value, "0", resetError);
+    if (!off) {
+        error += " reset: " + resetError;
+    }
+    return on && off;
+}
+
+bool pulsePinctrl(int durationMs, std::string& output, std::string& error)
+{
+    const bool on = runPinctrl(kPinctrlMotorOn, output, error);
+    if (on) {
+        sleepMilliseconds(durationMs);
+    }
+    std::string resetError;
+    const bool off = runPinctrl(kPinctrlMotorOff, output, resetError);
+    if (!resetError.empty()) {
+        error += " reset: " + resetError;
+    }
+    return on && off;
+}
+
+} // namespace
+
+bool LinuxDeviceIo::motorPulse(CommandId id, int durationMs, std::string& output, std::string& error)
+{
+    switch (id) {
+    case CommandId::Motor588:
+        return pulseSysfsGpio(*this, durationMs, error);
+    case CommandId::MotorP5:
+        return pulsePinctrl(durationMs, output, error);
+    case CommandId::MotorNx:
+        return pulseGpioCharDevLine(durationMs, error);
+    default:
+        error = "unknown motor backend";
+        return false;
+    }
+}
+
+} // namespace zel

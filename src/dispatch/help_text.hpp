@@ -1,0 +1,10 @@
+#pragma once
+
+#include <ostream>
+
+namespace zel {
+
+// The help text: how to call the tool, one line per registered command, the exit statuses.
+void writeHelp(std::ostream& out);
+
+} // namespace zel
