@@ -10,8 +10,7 @@ namespace {
 constexpr char kGpio131Direction[] = "/sys/class/gpio/gpio131/direction";
 constexpr char kGpio131Value[] = "/sys/class/gpio/gpio131/value";
 
-const std::vector<std::string> kPinctrlMotorOn{"set", "10", "op", "dh"};
-const std::vector<std::string> kPinctrlMotorOff{"set", "10", "op", "dl"};
+constexpr char kP5MotorLine[] = "10"; // as the pin-control program numbers it
 
 // The switch-off runs even after a failed switch-on: a motor must never be left running.
 bool pulseSysfsGpio(DeviceIo& io, int durationMs, std::string& error)
@@ -33,12 +32,12 @@ bool pulseSysfsGpio(DeviceIo& io, int durationMs, std::string& error)
 
 bool pulsePinctrl(int durationMs, std::string& output, std::string& error)
 {
-    const bool on = runPinctrl(kPinctrlMotorOn, output, error);
+    const bool on = runPinctrl({"set", kP5MotorLine, "op", "dh"}, output, error);
     if (on) {
         sleepMilliseconds(durationMs);
     }
     std::string resetError;
-    const bool off = runPinctrl(kPinctrlMotorOff, output, resetError);
+    const bool off = runPinctrl({"set", kP5MotorLine, "op", "dl"}, output, resetError);
     if (!resetError.empty()) {
         error += " reset: " + resetError;
     }
