@@ -1,0 +1,32 @@
+#!/bin/sh
+# The simulated board's present state, as a short table.
+PWM=/sys/class/pwm
+
+row() { printf '%-28s %s\n' "$1" "$2"; }
+
+for d in $PWM/pwmchip*/pwm*; do
+    [ -d "$d" ] || continue
+    row "${d#$PWM/}" "period $(cat $d/period) duty $(cat $d/duty_cycle) $(cat $d/polarity) enable $(cat $d/enable)"
+done
+for n in 0 1 2; do
+    [ -d $PWM/pwmchip$n/pwm0 ] || row "pwmchip$n/pwm0" "not exported"
+done
+for n in 0 1; do
+    row "cooling_device$n" "cur_state $(cat /sys/class/thermal/cooling_device$n/cur_state)"
+done
+row "backlight" "brightness $(cat /sys/class/backlight/backlight/brightness)"
+row "hwmon0" "pwm1 $(cat /sys/class/hwmon/hwmon0/pwm1)"
+if [ -d /sys/class/gpio/gpio131 ]; then
+    row "gpio131 (sysfs)" "$(cat /sys/class/gpio/gpio131/direction) $(cat /sys/class/gpio/gpio131/value)"
+else
+    row "gpio131 (sysfs)" "not exported"
+fi
+pq=$(awk '$3 == "PQ.06" { print $4, $5 }' /sys/kernel/debug/zel_board/lines)
+holder=$(grep -o 'PQ.06 *|[^)]*' /sys/kernel/debug/gpio | sed 's/.*|//; s/ *$//')
+row "PQ.06 (chardev)" "$pq${holder:+, held by $holder}"
+for n in 7 10 21; do
+    row "pinctrl GPIO$n" "$(cat /run/pinctrl/$n 2>/dev/null || echo 'never set')"
+done
+for f in /etc/zel/fanMode.config /etc/zel/fanLevel.config /etc/device/black.config; do
+    if [ -f $f ]; then row "$f" "$(cat $f)"; else row "$f" "absent"; fi
+done
