@@ -1,0 +1,68 @@
+# What a board gets besides the binary: the manual page, the sudoers drop-in, and the Debian package
+# that carries all three (cpack -G DEB in the build directory).
+include(GNUInstallDirs)
+
+# man-db expects compressed pages; -n leaves the name and time out, so the package is reproducible.
+find_program(ZEL_GZIP gzip REQUIRED)
+set(ZEL_MANPAGE ${PROJECT_SOURCE_DIR}/packaging/zel_exec.1)
+set(ZEL_MANPAGE_GZ ${PROJECT_BINARY_DIR}/packaging/zel_exec.1.gz)
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/packaging)
+add_custom_command(OUTPUT ${ZEL_MANPAGE_GZ}
+                   COMMAND ${ZEL_GZIP} -9 -n -c ${ZEL_MANPAGE} > ${ZEL_MANPAGE_GZ}
+                   DEPENDS ${ZEL_MANPAGE}
+                   VERBATIM)
+add_custom_target(zel_manpage ALL DEPENDS ${ZEL_MANPAGE_GZ})
+install(FILES ${ZEL_MANPAGE_GZ} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+
+# sudo reads drop-ins from /etc/sudoers.d only, and that is where the /usr prefix of the package
+# puts this one, as GNUInstallDirs places SYSCONFDIR. Any other prefix keeps the file inside the
+# prefix, also one given as "cmake --install --prefix DIR", which is why the choice is made when
+# installing: a trial install never reaches the sudo set-up of the machine it runs on.
+install(CODE "set(zel_sudoers_file \"${PROJECT_SOURCE_DIR}/packaging/zel_exec.sudoers\")")
+install(CODE [[
+  if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(zel_sudoers_dir /etc/sudoers.d)
+  else()
+    set(zel_sudoers_dir ${CMAKE_INSTALL_PREFIX}/etc/sudoers.d)
+  endif()
+  file(INSTALL ${zel_sudoers_file} DESTINATION ${zel_sudoers_dir} RENAME zel_exec
+       PERMISSIONS OWNER_READ GROUP_READ)
+]])
+
+set(ZEL_PACKAGE_MAINTAINER "zel_exec maintainers <zel-exec@example.invalid>"
+    CACHE STRING "Maintainer field of the Debian package")
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME zel-exec)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "privileged hardware command tool for embedded Linux boards")
+# CPack indents the lines of the long description as the control file needs.
+string(CONCAT CPACK_PACKAGE_DESCRIPTION
+       "zel_exec drives the fans, the screen brightness, a vibration motor and two\n"
+       "device power lines of a board through sysfs, a GPIO character device and\n"
+       "the board's pin-control program, and saves three small settings files\n"
+       "under /etc. An unprivileged front-end starts it through sudo -n. The\n"
+       "sudoers drop-in lets the members of the group zel do so, and nothing else.")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER ${ZEL_PACKAGE_MAINTAINER})
+set(CPACK_DEBIAN_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+# The front-end goes through sudo, but root may run the tool directly, so sudo is not a hard need.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS sudo)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS OFF)
+# dpkg keeps an administrator's edits of the drop-in across upgrades.
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/conffiles)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+# dpkg --print-architecture would name the build machine; the board toolchains name the target.
+# dpkg-shlibdeps finds the target's C library where Debian's cross packages keep it, and the
+# package that provides it on the board from their shlibs files.
+if(CMAKE_CROSSCOMPILING AND ZEL_DEB_ARCHITECTURE)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${ZEL_DEB_ARCHITECTURE})
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS /usr/${ZEL_TARGET_TRIPLET}/lib)
+elseif(CMAKE_CROSSCOMPILING)
+  message(WARNING "ZEL_DEB_ARCHITECTURE is not set: a Debian package of this build would be labelled "
+                  "with the build machine's architecture. The toolchains of cmake/toolchains set it.")
+endif()
+include(CPack)
