@@ -1,9 +1,10 @@
+#include "app/descriptor_buffer.hpp"
 #include "device/linux_device_io.hpp"
 #include "dispatch/dispatch.hpp"
 #include "dispatch/exit_status.hpp"
 
 #include <exception>
-#include <iostream>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -11,14 +12,23 @@
 
 int main(int argc, char** argv)
 {
+    // Standard output is held until the end, or until standard error is
+    // written: the error stream is tied to it, as std::cerr is to std::cout.
+    char outputSpace[8192];
+    zel::DescriptorBuffer outputBuffer(STDOUT_FILENO, outputSpace, sizeof outputSpace);
+    zel::DescriptorBuffer errorBuffer(STDERR_FILENO, nullptr, 0);
+    std::ostream out(&outputBuffer);
+    std::ostream err(&errorBuffer);
+    err.tie(&out);
+
     try {
         const std::vector<std::string> args(argc > 0 ? argv + 1 : argv, argv + argc);
         zel::LinuxDeviceIo io;
-        return zel::dispatchCommands(args, ::geteuid(), io, std::cout, std::cerr);
+        return zel::dispatchCommands(args, ::geteuid(), io, out, err);
     } catch (const std::exception& failure) {
-        std::cerr << std::string("zel_exec: internal error: ") + failure.what() + "\n";
+        err << std::string("zel_exec: internal error: ") + failure.what() + "\n";
     } catch (...) {
-        std::cerr << "zel_exec: unknown internal error\n";
+        err << "zel_exec: unknown internal error\n";
     }
     return zel::kExitInternal;
 }

@@ -1,0 +1,64 @@
+#include "app/descriptor_buffer.hpp"
+
+#include <cerrno>
+
+#include <unistd.h>
+
+namespace zel {
+
+DescriptorBuffer::DescriptorBuffer(int fd, char* space, std::size_t size) : fd_(fd) { setp(space, space + size); }
+
+DescriptorBuffer::~DescriptorBuffer() { flush(); }
+
+int DescriptorBuffer::overflow(int c)
+{
+    flush();
+    if (c != traits_type::eof()) {
+        const char byte = traits_type::to_char_type(c);
+        if (pbase() == epptr()) {
+            writeAll(&byte, 1);
+        } else {
+            sputc(byte);
+        }
+    }
+    return traits_type::not_eof(c);
+}
+
+std::streamsize DescriptorBuffer::xsputn(const char* data, std::streamsize size)
+{
+    if (size > epptr() - pptr()) {
+        flush();
+        if (size > epptr() - pptr()) {
+            writeAll(data, static_cast<std::size_t>(size));
+            return size;
+        }
+    }
+    return std::streambuf::xsputn(data, size);
+}
+
+int DescriptorBuffer::sync()
+{
+    flush();
+    return 0;
+}
+
+void DescriptorBuffer::flush()
+{
+    writeAll(pbase(), static_cast<std::size_t>(pptr() - pbase()));
+    setp(pbase(), epptr());
+}
+
+void DescriptorBuffer::writeAll(const char* data, std::size_t size) const
+{
+    while (size > 0) {
+        const ssize_t count = ::write(fd_, data, size);
+        if (count > 0) {
+            data += count;
+            size -= static_cast<std::size_t>(count);
+        } else if (count == 0 || errno != EINTR) {
+            return;
+        }
+    }
+}
+
+} // namespace zel
