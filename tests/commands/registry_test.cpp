@@ -20,6 +20,9 @@ TEST(Registry, HoldsTheFifteenCommandsOnceInAscendingIdOrder)
     EXPECT_STREQ(commands.back()->info().usage, "");
 }
 
+constexpr char kCount[] = "wrong parameter count";
+constexpr char kRange[] = "value outside allowed range";
+
 const struct ParameterCase {
     std::vector<int> args;
     unsigned long count;
@@ -27,17 +30,10 @@ const struct ParameterCase {
     int max;
     const char* error; // nullptr when accepted
 } kParameterCases[] = {
-    {{}, 0, 5, 1, nullptr},
-    {{0}, 0, 0, 1, "wrong parameter count"},
-    {{}, 1, 0, 1, "wrong parameter count"},
-    {{1, 2}, 1, 0, 5, "wrong parameter count"},
-    {{7999}, 1, 8000, 40000, "value outside allowed range"},
-    {{8000}, 1, 8000, 40000, nullptr},
-    {{40000}, 1, 8000, 40000, nullptr},
-    {{40001}, 1, 8000, 40000, "value outside allowed range"},
-    {{-1}, 1, 0, 5, "value outside allowed range"},
-    {{8000, -7}, 2, 8000, 40000, nullptr},
-    {{40001, 9000}, 2, 8000, 40000, "value outside allowed range"},
+    {{}, 0, 5, 1, nullptr}, {{0}, 0, 0, 1, kCount}, {{}, 1, 0, 1, kCount}, {{1, 2}, 1, 0, 5, kCount},
+    {{7999}, 1, 8000, 40000, kRange}, {{8000}, 1, 8000, 40000, nullptr}, {{40000}, 1, 8000, 40000, nullptr},
+    {{40001}, 1, 8000, 40000, kRange}, {{-1}, 1, 0, 5, kRange}, {{8000, -7}, 2, 8000, 40000, nullptr},
+    {{40001, 9000}, 2, 8000, 40000, kRange},
 };
 
 TEST(CheckParameters, TestsTheCountThenOnlyTheFirstValueAndReplacesTheError)

@@ -9,31 +9,6 @@
 namespace zel {
 namespace {
 
-// Puts a pin-control program in place that logs its arguments, one run a line, and then runs `answer`.
-std::string installFakePinctrl(const std::string& answer)
-{
-    std::string error;
-    if (testing::mountEmptyTmpfs("/tmp", error)) {
-        testing::installProgram("/usr/bin/pinctrl", "#!/bin/sh\necho \"$*\" >>/tmp/log\n" + answer + "\n", error);
-    }
-    return error;
-}
-
-std::string compare(const std::string& got, const std::string& want)
-{
-    return got == want ? std::string() : "got:\n" + got + "\nwant:\n" + want;
-}
-
-TEST(PinControl, ReturnsTheRawResultOfTheProgramAtItsFixedPath)
-{
-    ZEL_RUN_IN_SANDBOX([] {
-        const std::string error = installFakePinctrl("echo \"$# $0\"; echo warn >&2; exit 4");
-        const CommandResult result = LinuxDeviceIo().pinctrl({});
-        return error + compare(std::to_string(result.exitCode) + "|" + result.output + "|" + result.error,
-                               "4|0 /usr/bin/pinctrl\n|warn\n");
-    });
-}
-
 TEST(PinControl, PowerCommandsDriveLineSevenThenLineTwentyOneAndStopAtTheFirstFailure)
 {
     const struct { const char *group, *answer, *log, *out, *err; int status; } cases[] = { // answer: $2 is the line
@@ -49,14 +24,14 @@ TEST(PinControl, PowerCommandsDriveLineSevenThenLineTwentyOneAndStopAtTheFirstFa
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.group) + " answering: " + c.answer);
         ZEL_RUN_IN_SANDBOX([&c] {
-            const std::string error = installFakePinctrl(c.answer);
+            const std::string error = testing::installLoggingProgram("/usr/bin/pinctrl", c.answer);
             LinuxDeviceIo io;
             std::ostringstream out;
             std::ostringstream err;
             const int status = dispatchCommands({"-c", c.group}, 0, io, out, err);
-            return error + compare(std::to_string(status) + "|" + testing::readFile("/tmp/log") + "|" + out.str() +
-                                       "|" + err.str(),
-                                   std::to_string(c.status) + "|" + c.log + "|" + c.out + "|" + c.err);
+            return error + testing::mismatch(std::to_string(status) + "|" + testing::readFile("/tmp/log") + "|" +
+                                                 out.str() + "|" + err.str(),
+                                             std::to_string(c.status) + "|" + c.log + "|" + c.out + "|" + c.err);
         });
     }
 }

@@ -1,92 +1,62 @@
-#include "device/linux_device_io.hpp"
+#include "support/fake_device_io.hpp"
 #include "support/sandbox.hpp"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-
-#include <sys/stat.h>
 
 namespace zel {
 namespace {
 
-// Plays the kernel behind the export attribute; everything else in ensurePwm is the real thing.
-struct ExportStandIn : LinuxDeviceIo {
-    bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override
-    {
-        writes += path + " " + value + ";";
-        if (createsChannel) {
-            ::mkdir(channel.c_str(), 0755);
-        }
-        if (!accepts) {
-            error = "write: Device or resource busy";
-        }
-        return accepts;
-    }
-
-    std::string channel;
-    bool createsChannel = false;
-    bool accepts = false;
-    std::string writes;
-};
-
-// Puts the chip path in place of each '@'.
-std::string withChip(std::string text, const std::string& chip)
-{
-    for (std::size_t at = text.find('@'); at != std::string::npos; at = text.find('@', at + chip.size())) {
-        text.replace(at, 1, chip);
-    }
-    return text;
-}
+namespace fs = std::filesystem;
 
 enum class Before { Nothing, ChannelDirectory, ChannelFile };
 
+// Only the export write is played by the test, as the kernel would answer it; the waiting is the real thing.
 TEST(PwmExport, ExportsOnlyWhenNeededAndWaitsABoundedTimeForTheChannel)
 {
-    struct Case {
+    char pattern[] = "/tmp/zel-pwm-XXXXXX";
+    ASSERT_NE(::mkdtemp(pattern), nullptr);
+    const std::string chip = pattern, channel = chip + "/pwm1", export1 = chip + "/export=1\n";
+    const struct {
         Before before;
-        bool createsChannel, accepts;
-        int channel;
+        bool createsChannel;
+        const char* failing;
         bool exists;
-        const char* error;
-        const char* writes;
+        std::string error, writes;
         bool timesOut;
+    } cases[] = {
+        {Before::ChannelDirectory, false, "", true, "earlier text", "", false},
+        {Before::Nothing, true, "", true, "earlier text", export1, false},
+        {Before::Nothing, true, "1", true, "", export1, false}, // someone else exported it first
+        {Before::Nothing, false, "1", false, "fail 1", export1, false},
+        {Before::Nothing, false, "", false, "PWM export timed out: " + channel, export1, true},
+        {Before::ChannelFile, false, "", false, "PWM export timed out: " + channel, export1, true},
     };
-    const Case cases[] = {
-        {Before::ChannelDirectory, false, false, 1, true, "earlier text", "", false},
-        {Before::Nothing, true, true, 1, true, "earlier text", "@/export 1;", false},
-        {Before::Nothing, true, true, 12, true, "earlier text", "@/export 12;", false},
-        {Before::Nothing, true, false, 1, true, "", "@/export 1;", false},
-        {Before::Nothing, false, false, 1, false, "write: Device or resource busy", "@/export 1;", false},
-        {Before::Nothing, false, true, 1, false, "PWM export timed out: @/pwm1", "@/export 1;", true},
-        {Before::ChannelFile, false, true, 1, false, "PWM export timed out: @/pwm1", "@/export 1;", true},
-    };
-    for (const Case& c : cases) {
-        char chip[] = "/tmp/zel-pwm-XXXXXX";
-        ASSERT_NE(::mkdtemp(chip), nullptr);
-        ExportStandIn io;
-        io.channel = std::string(chip) + "/pwm" + std::to_string(c.channel);
-        io.createsChannel = c.createsChannel;
-        io.accepts = c.accepts;
-        SCOPED_TRACE(io.channel + " " + c.error);
-        if (c.before == Before::ChannelDirectory) {
-            ASSERT_EQ(::mkdir(io.channel.c_str(), 0755), 0);
-        } else if (c.before == Before::ChannelFile) {
-            std::ofstream(io.channel.c_str());
+    for (const auto& c : cases) {
+        SCOPED_TRACE("case " + std::to_string(&c - cases));
+        fs::remove(channel);
+        if (c.before != Before::Nothing) {
+            ASSERT_TRUE(c.before == Before::ChannelFile ? testing::writeFile(channel, "")
+                                                        : fs::create_directory(channel));
+        }
+        testing::RecordingSysfsIo io;
+        io.failing = c.failing;
+        if (c.createsChannel) {
+            io.onWrite = [&channel] { fs::create_directory(channel); };
         }
         std::string error = "earlier text";
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(io.ensurePwm(chip, c.channel, error), c.exists);
+        EXPECT_EQ(io.ensurePwm(chip, 1, error), c.exists);
         const auto waited = std::chrono::steady_clock::now() - start;
-        EXPECT_EQ(error, withChip(c.error, chip));
-        EXPECT_EQ(io.writes, withChip(c.writes, chip));
+        EXPECT_EQ(error, c.error);
+        EXPECT_EQ(io.writes, c.writes);
         // 40 sleeps of 10 ms; the upper bounds only leave room for a busy machine.
         EXPECT_GE(waited, std::chrono::milliseconds(c.timesOut ? 400 : 0));
         EXPECT_LT(waited, std::chrono::milliseconds(c.timesOut ? 2000 : 200));
-        std::filesystem::remove_all(chip);
     }
+    fs::remove_all(chip);
 }
 
 } // namespace

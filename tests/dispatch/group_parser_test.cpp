@@ -11,26 +11,15 @@ struct GroupCase {
     std::string error;
 };
 
+constexpr char kDigitsOnly[] = "only decimal integers and space/Tab are accepted";
+
 const GroupCase kGroupCases[] = {
-    {"101 5", {101, 5}, ""},
-    {" 101\t5 ", {101, 5}, ""},
-    {"0101", {101}, ""},
-    {"2147483647", {2147483647}, ""},
-    {"000000000002147483647", {2147483647}, ""},
-    {"2147483648", {}, "integer overflow"},
-    {"1 99999999999 x", {}, "only decimal integers and space/Tab are accepted"},
-    {"1 99999999999 2", {}, "integer overflow"},
-    {"", {}, "invalid length"},
-    {" \t ", {}, "missing command id"},
-    {"-1", {}, "only decimal integers and space/Tab are accepted"},
-    {"+1", {}, "only decimal integers and space/Tab are accepted"},
-    {"1\n", {}, "only decimal integers and space/Tab are accepted"},
-    {"1\r", {}, "only decimal integers and space/Tab are accepted"},
-    {"1\v", {}, "only decimal integers and space/Tab are accepted"},
-    {"1\f", {}, "only decimal integers and space/Tab are accepted"},
-    {"1,2", {}, "only decimal integers and space/Tab are accepted"},
-    {"1 \xe4\xb8\x80", {}, "only decimal integers and space/Tab are accepted"},
-    {std::string("1\0 2", 4), {}, "only decimal integers and space/Tab are accepted"},
+    {"101 5", {101, 5}, ""}, {" 101\t5 ", {101, 5}, ""}, {"0101", {101}, ""}, {"2147483647", {2147483647}, ""},
+    {"000000000002147483647", {2147483647}, ""}, {"2147483648", {}, "integer overflow"},
+    {"1 99999999999 x", {}, kDigitsOnly}, {"1 99999999999 2", {}, "integer overflow"}, {"", {}, "invalid length"},
+    {" \t ", {}, "missing command id"}, {"-1", {}, kDigitsOnly}, {"+1", {}, kDigitsOnly}, {"1\n", {}, kDigitsOnly},
+    {"1\r", {}, kDigitsOnly}, {"1\v", {}, kDigitsOnly}, {"1\f", {}, kDigitsOnly}, {"1,2", {}, kDigitsOnly},
+    {"1 \xe4\xb8\x80", {}, kDigitsOnly}, {std::string("1\0 2", 4), {}, kDigitsOnly},
     {std::string(256, ' ').replace(0, 3, "105"), {105}, ""},
     {std::string(257, ' ').replace(0, 3, "105"), {}, "invalid length"},
 };

@@ -1,10 +1,15 @@
 #include "support/fake_device_io.hpp"
 
+#include <stdexcept>
+
 namespace zel::testing {
 
 bool FakeDeviceIo::record(std::string call, std::string& error)
 {
     calls.push_back(std::move(call));
+    if (calls.size() == failCall && failureThrows) {
+        throw std::runtime_error(failureText);
+    }
     if (calls.size() == failCall) {
         error = failureText;
         return false;
@@ -47,6 +52,21 @@ CommandResult FakeDeviceIo::pinctrl(const std::vector<std::string>& args)
         pinctrlResults.pop_front();
     }
     return result;
+}
+
+bool RecordingSysfsIo::writeSysfs(const std::string& path, const std::string& value, std::string& error)
+{
+    writes += path + "=" + value + "\n";
+    times.push_back(std::chrono::steady_clock::now());
+    if (onWrite) {
+        onWrite();
+    }
+    const std::string number = std::to_string(times.size());
+    if (failing.find(number) == std::string::npos) {
+        return true;
+    }
+    error = "fail " + number;
+    return false;
 }
 
 } // namespace zel::testing

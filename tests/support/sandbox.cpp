@@ -5,10 +5,10 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -23,23 +23,19 @@ constexpr char kUnavailableMark = 'U';
 constexpr char kScratch[] = "/mnt"; // shadowed by a tmpfs inside the sandbox only
 bool overlaidUsrBin = false;
 
-void writeText(int fd, const std::string& text)
+std::string errnoText(const std::string& label) { return label + ": " + std::strerror(errno); }
+
+// A blocking write to a pipe returns only once all of the text is in.
+[[noreturn]] void reportAndExit(int fd, const std::string& text, int status)
 {
-    std::size_t written = 0;
-    while (written < text.size()) {
-        const ssize_t count = ::write(fd, text.data() + written, text.size() - written);
-        if (count <= 0) {
-            return;
-        }
-        written += static_cast<std::size_t>(count);
-    }
+    [[maybe_unused]] const ssize_t written = ::write(fd, text.data(), text.size());
+    ::_exit(status);
 }
 
 [[noreturn]] void runChild(const std::function<std::string()>& body, int reportFd)
 {
     if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-        writeText(reportFd, std::string(1, kUnavailableMark) + std::strerror(errno));
-        ::_exit(2);
+        reportAndExit(reportFd, kUnavailableMark + std::string(std::strerror(errno)), 2);
     }
     std::string failure;
     try {
@@ -47,11 +43,8 @@ void writeText(int fd, const std::string& text)
     } catch (const std::exception& exception) {
         failure = std::string("exception: ") + exception.what();
     }
-    writeText(reportFd, failure);
-    ::_exit(failure.empty() ? 0 : 1);
+    reportAndExit(reportFd, failure, failure.empty() ? 0 : 1);
 }
-
-std::string errnoText(const std::string& label) { return label + ": " + std::strerror(errno); }
 
 } // namespace
 
@@ -123,13 +116,27 @@ bool installProgram(const std::string& path, const std::string& content, std::st
         }
         overlaidUsrBin = true;
     }
-    UniqueFd fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0755));
-    if (!fd || ::write(fd.get(), content.data(), content.size()) != static_cast<ssize_t>(content.size()) ||
-        ::fchmod(fd.get(), 0755) != 0 || fd.close() != 0) {
+    if (!writeFile(path, content, 0755)) {
         error = errnoText("install " + path);
         return false;
     }
     return true;
+}
+
+std::string installLoggingProgram(const std::string& path, const std::string& answer)
+{
+    std::string error;
+    if (mountEmptyTmpfs("/tmp", error)) {
+        installProgram(path, "#!/bin/sh\necho \"$*\" >>/tmp/log\n" + answer + "\n", error);
+    }
+    return error;
+}
+
+bool writeFile(const std::string& path, const std::string& content, mode_t mode)
+{
+    UniqueFd fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
+    return fd && ::write(fd.get(), content.data(), content.size()) == static_cast<ssize_t>(content.size()) &&
+           ::fchmod(fd.get(), mode) == 0 && fd.close() == 0;
 }
 
 std::string readFile(const std::string& path)
@@ -140,20 +147,17 @@ std::string readFile(const std::string& path)
     return content.str();
 }
 
+std::string mismatch(const std::string& got, const std::string& want)
+{
+    return got == want ? std::string() : "got:\n" + got + "\nwant:\n" + want + "\n";
+}
+
 int openDescriptorCount()
 {
-    DIR* directory = ::opendir("/proc/self/fd");
-    if (directory == nullptr) {
-        return -1;
-    }
-    int count = 0;
-    while (const dirent* entry = ::readdir(directory)) {
-        if (entry->d_name[0] != '.') {
-            ++count;
-        }
-    }
-    ::closedir(directory);
-    return count - 1; // the directory stream's own descriptor
+    std::error_code error; // without /proc, as after a chroot, the count is -1
+    const auto entries = std::distance(std::filesystem::directory_iterator("/proc/self/fd", error),
+                                       std::filesystem::directory_iterator());
+    return static_cast<int>(entries) - 1; // the listing's own descriptor
 }
 
 } // namespace zel::testing

@@ -3,6 +3,8 @@
 #include <functional>
 #include <string>
 
+#include <sys/types.h>
+
 namespace zel::testing {
 
 enum class SandboxOutcome { Passed, Failed, Unavailable };
@@ -21,8 +23,18 @@ bool mountEmptyTmpfs(const std::string& path, std::string& error);
 // /usr/bin) through a writable overlay, leaving the real directory untouched.
 bool installProgram(const std::string& path, const std::string& content, std::string& error);
 
+// Inside the sandbox: a program at `path` that logs its arguments, one run a line, to /tmp/log (on a fresh tmpfs)
+// and then runs the shell commands `answer`. Empty when in place, else why not.
+std::string installLoggingProgram(const std::string& path, const std::string& answer);
+
+// Creates or replaces `path` with `content` and exactly `mode`, whatever the umask.
+bool writeFile(const std::string& path, const std::string& content, mode_t mode = 0644);
+
 // Reads a whole file; empty when it cannot be read.
 std::string readFile(const std::string& path);
+
+// Empty when `got` is `want`, else both texts.
+std::string mismatch(const std::string& got, const std::string& want);
 
 // Counts the descriptors open in this process.
 int openDescriptorCount();
