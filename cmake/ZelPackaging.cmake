@@ -1,32 +1,61 @@
-# What a board gets besides the binary: the manual page, the sudoers drop-in, and the Debian package
-# that carries all three (cpack -G DEB in the build directory).
+# What a board gets: the program, its manual pages, the sudoers drop-in, and the Debian package
+# that carries them (cpack -G DEB in the build directory).
 include(GNUInstallDirs)
 
-# man-db expects compressed pages; -n leaves the name and time out, so the package is reproducible.
-find_program(ZEL_GZIP gzip REQUIRED)
-set(ZEL_MANPAGE ${PROJECT_SOURCE_DIR}/packaging/zel_exec.1)
-set(ZEL_MANPAGE_GZ ${PROJECT_BINARY_DIR}/packaging/zel_exec.1.gz)
-file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/packaging)
-add_custom_command(OUTPUT ${ZEL_MANPAGE_GZ}
-                   COMMAND ${ZEL_GZIP} -9 -n -c ${ZEL_MANPAGE} > ${ZEL_MANPAGE_GZ}
-                   DEPENDS ${ZEL_MANPAGE}
-                   VERBATIM)
-add_custom_target(zel_manpage ALL DEPENDS ${ZEL_MANPAGE_GZ})
-install(FILES ${ZEL_MANPAGE_GZ} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+# The English page reads the same in any locale; the Chinese one shows the help text's own words.
+set(zel_pages zel_exec.1 zel_exec.zh_CN.1)
+set(zel_page_dirs ${CMAKE_INSTALL_MANDIR}/man1 ${CMAKE_INSTALL_MANDIR}/zh_CN/man1)
 
 # sudo reads drop-ins from /etc/sudoers.d only, and that is where the /usr prefix of the package
 # puts this one, as GNUInstallDirs places SYSCONFDIR. Any other prefix keeps the file inside the
 # prefix, also one given as "cmake --install --prefix DIR", which is why the choice is made when
 # installing: a trial install never reaches the sudo set-up of the machine it runs on.
-install(CODE "set(zel_sudoers_file \"${PROJECT_SOURCE_DIR}/packaging/zel_exec.sudoers\")")
+#
+# mkdir leaves the installer's umask on the directories that the install creates, so under umask
+# 077 the package and a root file system would get 0700 directories. The directories missing
+# before the install are noted first and made 0755 last; those that existed are left alone.
+install(CODE "set(zel_install_dirs \"${CMAKE_INSTALL_BINDIR};${zel_page_dirs}\")")
 install(CODE [[
   if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     set(zel_sudoers_dir /etc/sudoers.d)
   else()
     set(zel_sudoers_dir ${CMAKE_INSTALL_PREFIX}/etc/sudoers.d)
   endif()
+  set(zel_new_dirs "")
+  foreach(dir IN LISTS zel_install_dirs ITEMS ${zel_sudoers_dir})
+    cmake_path(ABSOLUTE_PATH dir BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX})
+    set(dir "$ENV{DESTDIR}${dir}")
+    while(NOT EXISTS "${dir}")
+      list(APPEND zel_new_dirs "${dir}")
+      cmake_path(GET dir PARENT_PATH dir)
+    endwhile()
+  endforeach()
+]])
+
+install(TARGETS zel_exec RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+
+# man-db expects compressed pages; -n leaves the name and time out, so the package is reproducible.
+find_program(ZEL_GZIP gzip REQUIRED)
+foreach(page page_dir IN ZIP_LISTS zel_pages zel_page_dirs)
+  set(page_gz ${PROJECT_BINARY_DIR}/packaging/${page}.gz)
+  add_custom_command(OUTPUT ${page_gz}
+                     COMMAND ${ZEL_GZIP} -9 -n -c ${PROJECT_SOURCE_DIR}/packaging/${page} > ${page_gz}
+                     DEPENDS ${PROJECT_SOURCE_DIR}/packaging/${page}
+                     VERBATIM)
+  list(APPEND zel_pages_gz ${page_gz})
+  install(FILES ${page_gz} DESTINATION ${page_dir} RENAME zel_exec.1.gz)
+endforeach()
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/packaging)
+add_custom_target(zel_manpages ALL DEPENDS ${zel_pages_gz})
+
+install(CODE "set(zel_sudoers_file \"${PROJECT_SOURCE_DIR}/packaging/zel_exec.sudoers\")")
+install(CODE [[
   file(INSTALL ${zel_sudoers_file} DESTINATION ${zel_sudoers_dir} RENAME zel_exec
        PERMISSIONS OWNER_READ GROUP_READ)
+  if(zel_new_dirs)
+    file(CHMOD ${zel_new_dirs} DIRECTORY_PERMISSIONS
+         OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  endif()
 ]])
 
 set(ZEL_PACKAGE_MAINTAINER "zel_exec maintainers <zel-exec@example.invalid>"
@@ -44,6 +73,7 @@ string(CONCAT CPACK_PACKAGE_DESCRIPTION
        "under /etc. An unprivileged front-end starts it through sudo -n. The\n"
        "sudoers drop-in lets the members of the group zel do so, and nothing else.")
 set(CPACK_STRIP_FILES ON)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/staging-modes.cmake)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER ${ZEL_PACKAGE_MAINTAINER})
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
