@@ -21,15 +21,15 @@ GPIO131=/sys/class/gpio/gpio131
 passed=0
 failed=0
 
-# Lines of standard input joined by "; ", leading blanks dropped.
-j() { sed 's/^ *//' | sed -z 's/\n$//; s/\n/; /g'; }
+# Lines of the files (or standard input) joined by "; ", leading blanks dropped.
+j() { awk '{ sub(/^ +/, ""); printf "%s%s", (NR > 1 ? "; " : ""), $0 }' "$@"; }
 # A file's bytes with line feeds shown as \n.
-esc() { sed -z 's/\n/\\n/g' "$1"; }
+esc() { [ ! -s "$1" ] || sed -z 's/\n/\\n/g' "$1"; }
 # as USER COMMAND...: COMMAND as USER and its groups, with umask 077.
 as() {
     u=$1
     shift
-    setpriv --reuid="$u" --regid="$u" --init-groups sh -c 'umask 077; exec "$@"' sh "$@"
+    (umask 077 && exec setpriv --reuid="$u" --regid="$u" --init-groups "$@")
 }
 # sudo_batch USER GROUP...: one batch through sudo on a fresh record.
 sudo_batch() {
@@ -39,13 +39,21 @@ sudo_batch() {
     shift
     as "$u" sudo -n /usr/bin/zel_exec -c "$@" </dev/null >/tmp/out 2>/tmp/err
     st=$?
-    rec=$(cut -d' ' -f2- $REC | j)
-    printf '%s [%s] [%s]%s\n' "$st" "$(esc /tmp/out)" "$(esc /tmp/err)" "${rec:+ $rec}"
+    printf '%s [%s] [%s]' $st "$(esc /tmp/out)" "$(esc /tmp/err)"
+    # The record without its time stamps.
+    awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : " "); printf "%s", $0 }' $REC
+    echo
 }
 z() { sudo_batch front "$@"; }
-ch() { cat $PWM/pwmchip$1/pwm$2/period $PWM/pwmchip$1/pwm$2/duty_cycle $PWM/pwmchip$1/pwm$2/polarity $PWM/pwmchip$1/pwm$2/enable | j; }
+# A PWM channel: period; duty; polarity; enable.
+ch() {
+    d=$PWM/pwmchip$1/pwm$2
+    read -r p <$d/period && read -r u <$d/duty_cycle && read -r o <$d/polarity && read -r e <$d/enable
+    echo "$p; $u; $o; $e"
+}
 settings() { printf '%s %s\n' "$(stat -c '%u:%g %a' "$1")" "$(esc "$1")"; }
-calls() { cut -d' ' -f2- $PIN/calls | j; }
+# The pin-control program's calls since the last batch, without time stamps.
+calls() { awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : ""); printf "%s", $0 }' $PIN/calls; }
 # Milliseconds between the record lines ending in $1 and in $2, checked
 # against LOW ($3) and HIGH ($4).
 gap() {
