@@ -1,18 +1,14 @@
 #!/bin/sh
-# End-to-end checks of the installed zel-exec package on the simulated board,
-# run as root by /init. The package is installed with apt, sudo is set up as
-# the README says, and every batch runs as the front-end user "front" (umask
-# 077) through "sudo -n /usr/bin/zel_exec -c ...". Outcomes are read back from
-# the kernel side: sysfs attributes and the board module's record of what the
-# frameworks handed down to the hardware.
-#
-# The table below is the checks, in order (they build on the board's state):
-#   == TEXT          a heading
-#   COMMAND => WANT  a check: COMMAND's output (standard error included) is WANT
-#   + MORE           continues the WANT above with "; MORE" (one line each)
-#   COMMAND          a step that must succeed
-# "z GROUP..." runs a batch as front and prints: status [stdout] [stderr] and
-# then the record, lines joined by "; "; "\n" in brackets is a line feed.
+# End-to-end checks of the zel-exec package on the simulated board, run as
+# root by /init: installed with apt, sudo set up as the README says, every
+# batch run as the front-end user "front" (umask 077) through sudo -n, the
+# outcome read back from sysfs and the board module's record. The table runs
+# in order, each case on the board state the earlier ones left:
+#   == TEXT          a heading          COMMAND          a step that must succeed
+#   COMMAND => WANT  COMMAND's output (standard error included) must be WANT
+#   + MORE           continues the WANT above with "; MORE"
+# "z GROUP..." prints the batch's status, [stdout] [stderr] ("\n": line feed)
+# and the record, lines joined by "; ".
 
 REC=/sys/kernel/debug/zel_board/record
 PWM=/sys/class/pwm
@@ -26,54 +22,44 @@ j() { awk '{ sub(/^ +/, ""); printf "%s%s", (NR > 1 ? "; " : ""), $0 }' "$@"; }
 # A file's bytes with line feeds shown as \n.
 esc() { [ ! -s "$1" ] || sed -z 's/\n/\\n/g' "$1"; }
 # as USER COMMAND...: COMMAND as USER and its groups, with umask 077.
-as() {
-    u=$1
-    shift
-    (umask 077 && exec setpriv --reuid="$u" --regid="$u" --init-groups "$@")
-}
+as() { (u=$1 && shift && umask 077 && exec setpriv --reuid="$u" --regid="$u" --init-groups "$@"); }
 # sudo_batch USER GROUP...: one batch through sudo on a fresh record.
 sudo_batch() {
-    : >$REC
-    : >$PIN/calls
-    u=$1
-    shift
+    : >$REC && : >$PIN/calls
+    u=$1 && shift
     as "$u" sudo -n /usr/bin/zel_exec -c "$@" </dev/null >/tmp/out 2>/tmp/err
     st=$?
     printf '%s [%s] [%s]' $st "$(esc /tmp/out)" "$(esc /tmp/err)"
     # The record without its time stamps.
-    awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : " "); printf "%s", $0 }' $REC
-    echo
+    awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : " "); printf "%s", $0 } END { print "" }' $REC
 }
 z() { sudo_batch front "$@"; }
-# A PWM channel: period; duty; polarity; enable.
+# PWM channels (CHIP CHANNEL...): period; duty; polarity; enable, " | " between.
 ch() {
-    d=$PWM/pwmchip$1/pwm$2
-    read -r p <$d/period && read -r u <$d/duty_cycle && read -r o <$d/polarity && read -r e <$d/enable
-    echo "$p; $u; $o; $e"
+    while [ $# -ge 2 ]; do
+        d=$PWM/pwmchip$1/pwm$2
+        read -r p <$d/period && read -r u <$d/duty_cycle && read -r o <$d/polarity && read -r e <$d/enable
+        printf '%s; %s; %s; %s%s' "$p" "$u" "$o" "$e" "${3:+ | }"
+        shift 2
+    done
 }
 settings() { printf '%s %s\n' "$(stat -c '%u:%g %a' "$1")" "$(esc "$1")"; }
 # The pin-control program's calls since the last batch, without time stamps.
 calls() { awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : ""); printf "%s", $0 }' $PIN/calls; }
-# Milliseconds between the record lines ending in $1 and in $2, checked
-# against LOW ($3) and HIGH ($4).
+# gap FILE TO_MS A B LOW HIGH: the time between FILE's last lines ending in A
+# and in B (time stamps first, TO_MS to milliseconds) is LOW..HIGH ms.
 gap() {
-    awk -v a="$1" -v b="$2" -v lo="$3" -v hi="$4" '
+    awk -v k="$2" -v a="$3" -v b="$4" -v lo="$5" -v hi="$6" '
         substr($0, length($0) - length(a) + 1) == a { ta = $1 }
         substr($0, length($0) - length(b) + 1) == b { tb = $1 }
-        END { d = int((tb - ta) / 1000); print (ta && tb && d >= lo && d <= hi) ? "in range" : d " ms" }' $REC
+        END { d = int((tb - ta) * k); print (ta && tb && d >= lo && d <= hi) ? "in range" : d " ms" }' "$1"
 }
-pin_gap() { awk -v lo="$1" -v hi="$2" 'NR == 1 { a = $1 } NR == 2 { d = int(($1 - a) * 1000) }
-    END { print (d >= lo && d <= hi) ? "in range" : d " ms" }' $PIN/calls; }
 
 check() {
     got=$(eval "$1" 2>&1 </dev/null)
-    if [ "$got" = "$2" ]; then
-        passed=$((passed + 1))
-        printf 'ok   %s\n' "$1"
-    else
-        failed=$((failed + 1))
-        printf 'FAIL %s\n       want: %s\n       got:  %s\n' "$1" "$2" "$got"
-    fi
+    [ "$got" = "$2" ] && passed=$((passed + 1)) && printf 'ok   %s\n' "$1" && return
+    failed=$((failed + 1))
+    printf 'FAIL %s\n       want: %s\n       got:  %s\n' "$1" "$2" "$got"
 }
 step() {
     out=$(eval "$1" 2>&1 </dev/null) && return
@@ -115,7 +101,6 @@ test -e /etc/zel || echo absent => absent
 z "101 200000" => 0 [] [] pwm 0:1 apply period=255000 duty=200000 polarity=normal enabled=1 ok
 ch 0 1 => 255000; 200000; normal; 1
 == fan-kylin (104) exports the dual-fan channels, pwmchip1 before pwmchip2
-ls -d $PWM/pwmchip1/pwm0 $PWM/pwmchip2/pwm0 2>/dev/null | wc -l => 0
 z "104 30000" => 0 [] [] pwm 1:0 request
 + pwm 1:0 apply period=50000 duty=0 polarity=normal enabled=0 ok
 + pwm 1:0 apply period=50000 duty=30000 polarity=normal enabled=0 ok
@@ -124,8 +109,7 @@ z "104 30000" => 0 [] [] pwm 1:0 request
 + pwm 2:0 apply period=50000 duty=0 polarity=normal enabled=0 ok
 + pwm 2:0 apply period=50000 duty=30000 polarity=normal enabled=0 ok
 + pwm 2:0 apply period=50000 duty=30000 polarity=normal enabled=1 ok
-ch 1 0 => 50000; 30000; normal; 1
-ch 2 0 => 50000; 30000; normal; 1
+ch 1 0 2 0 => 50000; 30000; normal; 1 | 50000; 30000; normal; 1
 == fan-588 (102): period, polarity, duty in order, one channel left inversed
 echo inversed >$PWM/pwmchip2/pwm0/polarity
 z "102 100000" => 0 [] [] pwm 1:0 apply period=255000 duty=30000 polarity=normal enabled=1 ok
@@ -136,8 +120,7 @@ z "102 100000" => 0 [] [] pwm 1:0 apply period=255000 duty=30000 polarity=normal
 ch 2 0 => 255000; 100000; normal; 1
 == 104 after 102 left a duty above 50000: the core refuses the period
 z "104 50000" => 74 [] [zel_exec: command[1] id=104 execution: write: Invalid argument\n]
-ch 1 0 => 255000; 100000; normal; 1
-ch 2 0 => 255000; 100000; normal; 1
+ch 1 0 2 0 => 255000; 100000; normal; 1 | 255000; 100000; normal; 1
 == fan-thermal (105): cooling device 0, then 1
 z "105 5" => 0 [] [] cooling 0 state=5; cooling 1 state=5
 z "105 1" => 0 [] [] cooling 0 state=1; cooling 1 state=1
@@ -161,10 +144,8 @@ ch 0 1 => 40000; 40000; normal; 1
 # a running channel: the core refuses it before the board sees it
 z "101 50000" => 74 [] [zel_exec: command[1] id=101 execution: write: Invalid argument\n]
 == brightness-588 (301) and brightness-nx (303)
-cat /sys/class/hwmon/hwmon0/name => zelboard
 z "301 255" "303 255" => 0 [] [] backlight brightness=255; hwmon pwm1=255 ok
 z "301 0" "303 0" => 0 [] [] backlight brightness=0; hwmon pwm1=0 ok
-cat /sys/class/backlight/backlight/brightness /sys/class/hwmon/hwmon0/pwm1 | j => 0; 0
 z "301 77" "303 77" => 0 [] [] backlight brightness=77; hwmon pwm1=77 ok
 cat /sys/class/backlight/backlight/brightness /sys/class/hwmon/hwmon0/pwm1 | j => 77; 77
 == brightness-p5 (302): period 255000, then the duty, enable left alone; black.config
@@ -184,24 +165,24 @@ settings /etc/zel/fanMode.config => 0:0 644 0\n
 settings /etc/zel/fanLevel.config => 0:0 644 3\n
 == motor-588 (401) on sysfs GPIO 131: direction out, on, off
 z "401 300" => 0 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs; gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
-gap 'set value=1' 'set value=0' 300 1800 => in range
+gap $REC 0.001 'set value=1' 'set value=0' 300 1800 => in range
 cat $GPIO131/direction $GPIO131/value | j => out; 0
 z "401 0" => 0 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs; gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
-gap 'set value=1' 'set value=0' 0 1500 => in range
+gap $REC 0.001 'set value=1' 'set value=0' 0 1500 => in range
 echo 131 >/sys/class/gpio/unexport
 z "401 10" => 74 [] [zel_exec: command[1] id=401 execution: open /sys/class/gpio/gpio131/direction: No such file or directory\n]
 echo 131 >/sys/class/gpio/export
 == motor-nx (403): PQ.06 through the GPIO character device, held by zel-motor, released
 gpiofind PQ.06 | sed 's/^gpiochip[0-9]* /chip /' => chip 14
 z "403 250" => 0 [] [] gpio zel-pq 14 request; gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
-gap consumer=zel-motor 'set value=0' 250 1750 => in range
+gap $REC 0.001 consumer=zel-motor 'set value=0' 250 1750 => in range
 z "403 0" => 0 [] [] gpio zel-pq 14 request; gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
-gap consumer=zel-motor 'set value=0' 0 1500 => in range
+gap $REC 0.001 consumer=zel-motor 'set value=0' 0 1500 => in range
 grep -c zel-motor /sys/kernel/debug/gpio => 0
 == motor-p5 (402) through the pin-control program
 z "402 200" => 0 [] []
 calls => set 10 op dh; set 10 op dl
-pin_gap 190 2000 => in range
+gap $PIN/calls 1000 'op dh' 'op dl' 190 2000 => in range
 j <$PIN/environ => PATH=/usr/sbin:/usr/bin:/sbin:/bin; LC_ALL=C
 cat $PIN/stdin => /dev/null
 == device-power (501) and device-power-read (502): GPIO 7, then GPIO 21
