@@ -19,7 +19,7 @@ HOST_ARCH=$(dpkg --print-architecture)
 readonly HOST_ARCH
 
 # Upper bound for one boot, tests included; a healthy run takes seconds.
-readonly BOOT_TIMEOUT=${ZEL_BOARD_TIMEOUT:-300}
+readonly BOOT_TIMEOUT=${ZEL_BOARD_TIMEOUT:-600}
 
 # board_arch ARCH: picks the board (a Debian architecture: amd64 or arm64)
 # and sets everything that depends on it.
@@ -42,15 +42,16 @@ board_arch() {
   case $ARCH in
     amd64)
       QEMU=qemu-system-x86_64
-      HOST_NEEDS=(/usr/bin/$QEMU:qemu-system-x86 /usr/bin/x86_64-linux-gnu-gcc-12:gcc-12 "${HOST_NEEDS[@]}")
+      HOST_NEEDS=("/usr/bin/$QEMU:qemu-system-x86" /usr/bin/x86_64-linux-gnu-gcc-12:gcc-12 "${HOST_NEEDS[@]}")
       # The isa-debug-exit port ends qemu as soon as the guest has a verdict.
+      # shellcheck disable=SC2054 # commas inside one qemu argument
       QEMU_ARGS=(-accel tcg -cpu max -device isa-debug-exit,iobase=0xf4,iosize=0x04)
       KERNEL_CMDLINE="console=ttyS0 initcall_blacklist=acpi_processor_driver_init"
       MAKE_CROSS=()
       ;;
     arm64)
       QEMU=qemu-system-aarch64
-      HOST_NEEDS=(/usr/bin/$QEMU:qemu-system-arm /usr/bin/aarch64-linux-gnu-gcc-12:gcc-12-aarch64-linux-gnu
+      HOST_NEEDS=("/usr/bin/$QEMU:qemu-system-arm" /usr/bin/aarch64-linux-gnu-gcc-12:gcc-12-aarch64-linux-gnu
         /usr/libexec/qemu-binfmt/aarch64-binfmt-P:qemu-user-static "${HOST_NEEDS[@]}")
       # cortex-a72: "max" adds pointer authentication, which TCG emulates slowly.
       QEMU_ARGS=(-machine virt -cpu cortex-a72)
@@ -178,7 +179,7 @@ debian_mirror() {
 # name carries a hash of everything that builds it, so a change rebuilds it.
 ensure_rootfs() {
   local key
-  key=$({ echo "$ARCH $ROOTFS_SUITE $ROOTFS_PACKAGES"; declare -f build_rootfs run_foreign; } |
+  key=$({ echo "$ARCH $ROOTFS_SUITE $ROOTFS_PACKAGES"; declare -f build_rootfs; } |
     sha256sum | cut -c1-12)
   ROOTFS_CPIO=$CACHE_DIR/rootfs-$ARCH-$key.cpio
   [[ -f $ROOTFS_CPIO ]] && return 0
@@ -196,9 +197,11 @@ ensure_rootfs() {
 
 # run_foreign ROOT COMMAND...: runs COMMAND chrooted into a root of another
 # architecture through qemu-user, registered with binfmt_misc for the time
-# of the command (with the F flag, so that the chroot needs no copy of it).
+# of the command unless it already is. The interpreter is also copied into
+# the root for the time of the command, for a registration without the F
+# flag, which looks it up inside the chroot.
 run_foreign() {
-  local root=$1 binfmt=/proc/sys/fs/binfmt_misc name=qemu-aarch64 registered=false rc=0
+  local root=$1 binfmt=/proc/sys/fs/binfmt_misc name=qemu-aarch64 registered=false copied=false rc=0 interp
   shift
   [[ -f $binfmt/register ]] || mount -t binfmt_misc binfmt_misc "$binfmt" 2>/dev/null ||
     { echo "binfmt_misc is not available: cannot run $ARCH programs to configure the root"; return 1; }
@@ -207,7 +210,17 @@ run_foreign() {
       { echo "cannot register $name with binfmt_misc"; return 1; }
     registered=true
   fi
+  interp=$(sed -n 's/^interpreter //p' "$binfmt/$name")
+  [[ -x $interp ]] || { echo "binfmt_misc runs $name through $interp, which is missing"; return 1; }
+  if [[ ! -e $root$interp ]]; then
+    install -D -m 0755 "$interp" "$root$interp"
+    copied=true
+  fi
   chroot "$root" "$@" || rc=$?
+  if $copied; then
+    rm -f "$root$interp"
+    rmdir "${root:?}${interp%/*}" 2>/dev/null || true
+  fi
   if $registered; then echo -1 >"$binfmt/$name"; fi
   return $rc
 }

@@ -10,6 +10,7 @@
 # "z GROUP..." prints the batch's status, [stdout] [stderr] ("\n": line feed)
 # and the record, lines joined by "; ".
 
+# shellcheck disable=SC2034 # the table uses them through eval
 REC=/sys/kernel/debug/zel_board/record
 PWM=/sys/class/pwm
 PIN=/run/pinctrl
@@ -38,7 +39,7 @@ z() { sudo_batch front "$@"; }
 ch() {
     while [ $# -ge 2 ]; do
         d=$PWM/pwmchip$1/pwm$2
-        read -r p <$d/period && read -r u <$d/duty_cycle && read -r o <$d/polarity && read -r e <$d/enable
+        read -r p <"$d/period" && read -r u <"$d/duty_cycle" && read -r o <"$d/polarity" && read -r e <"$d/enable"
         printf '%s; %s; %s; %s%s' "$p" "$u" "$o" "$e" "${3:+ | }"
         shift 2
     done
@@ -54,7 +55,6 @@ gap() {
         substr($0, length($0) - length(b) + 1) == b { tb = $1 }
         END { d = int((tb - ta) * k); print (ta && tb && d >= lo && d <= hi) ? "in range" : d " ms" }' "$1"
 }
-
 check() {
     got=$(eval "$1" 2>&1 </dev/null)
     [ "$got" = "$2" ] && passed=$((passed + 1)) && printf 'ok   %s\n' "$1" && return
@@ -66,7 +66,6 @@ step() {
     failed=$((failed + 1))
     printf 'FAIL %s\n%s\n' "$1" "$out"
 }
-
 run_table() {
     cmd='' want=''
     while IFS= read -r line; do
