@@ -303,6 +303,15 @@ boot() {
   return 2
 }
 
+# The Debian architecture of an ELF program (its machine field: 0x3e x86-64,
+# 0xb7 AArch64), empty for anything else.
+elf_arch() {
+  case $(od -An -tx1 -N20 "$1" | tr -d ' \n') in
+    7f454c46*3e00) echo amd64 ;;
+    7f454c46*b700) echo arm64 ;;
+  esac
+}
+
 # Seconds since an earlier now(), one decimal.
 now() { date +%s.%N; }
 since() { awk -v a="$1" -v b="$(now)" 'BEGIN { printf "%.1f", b - a }'; }
