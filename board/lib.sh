@@ -167,9 +167,14 @@ ensure_module() {
 # The Debian mirror this host's apt uses for the guest's release, unless
 # ZEL_BOARD_MIRROR names one.
 debian_mirror() {
-  local mirror=${ZEL_BOARD_MIRROR:-}
-  [[ -n $mirror ]] || mirror=$(apt-get indextargets --format '$(REPO_URI) $(RELEASE)' \
-    'Created-By: Packages' 2>/dev/null | awk -v s="$ROOTFS_SUITE" '$2 == s { print $1; exit }')
+  local mirror=${ZEL_BOARD_MIRROR:-} try
+  for try in 1 2; do
+    [[ -n $mirror ]] && break
+    ((try == 1)) || apt_update_once >&2 || true
+    # shellcheck disable=SC2016 # apt's own placeholders
+    mirror=$(apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' 2>/dev/null |
+      awk -v s="$ROOTFS_SUITE" '$2 == s { print $1; exit }')
+  done
   [[ -n $mirror ]] || die "no apt source for $ROOTFS_SUITE on this host; set ZEL_BOARD_MIRROR"
   echo "$mirror"
 }
