@@ -5,37 +5,62 @@
 # The one place the guest kernel is pinned. Image, headers and the module
 # built against them must agree on this ABI, or the module will not load.
 readonly KERNEL_ABI=6.12.117+deb12
-readonly KERNEL_FLAVOUR=amd64
+# The guest's Debian release: what the root file system is built from.
+readonly ROOTFS_SUITE=bookworm
+# On top of minbase (which has apt, dpkg, passwd, util-linux, coreutils, mawk,
+# diffutils): what the package and the checks need on a board.
+readonly ROOTFS_PACKAGES=sudo,kmod,gpiod
 
 BOARD_DIR=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 readonly BOARD_DIR
-# Outside the work tree, so that fresh clones (CI) reuse the kernel download.
+# Outside the work tree, so that fresh clones (CI) reuse kernel and root.
 readonly CACHE_DIR=${ZEL_BOARD_CACHE:-/var/cache/zel-board}
-readonly KERNEL_RELEASE=$KERNEL_ABI-$KERNEL_FLAVOUR
-readonly KERNEL_ROOT=$CACHE_DIR/kernel-$KERNEL_RELEASE
-readonly VMLINUZ=$KERNEL_ROOT/boot/vmlinuz-$KERNEL_RELEASE
-readonly KERNEL_HEADERS=$KERNEL_ROOT/usr/src/linux-headers-$KERNEL_RELEASE
-readonly MODULE_BUILD=$CACHE_DIR/module-$KERNEL_RELEASE
-readonly MODULE_KO=$MODULE_BUILD/zel_board.ko
-
-# Host packages the board needs, keyed by a file each one provides.
-readonly -a HOST_NEEDS=(
-  /usr/bin/qemu-system-x86_64:qemu-system-x86
-  /bin/busybox:busybox-static
-  /usr/bin/gpiofind:gpiod
-  /usr/bin/cpio:cpio
-  /usr/bin/make:make
-  /usr/bin/x86_64-linux-gnu-gcc-12:gcc-12
-  /usr/bin/pahole:pahole
-)
-
-# What the guest verdict byte on the isa-debug-exit port turns into:
-# qemu exits with (byte << 1) | 1.
-readonly VERDICT_PASS=$(( (0x50 << 1) | 1 )) # guest wrote 'P'
-readonly VERDICT_FAIL=$(( (0x46 << 1) | 1 )) # guest wrote 'F'
+HOST_ARCH=$(dpkg --print-architecture)
+readonly HOST_ARCH
 
 # Upper bound for one boot, tests included; a healthy run takes seconds.
-readonly BOOT_TIMEOUT=${ZEL_BOARD_TIMEOUT:-180}
+readonly BOOT_TIMEOUT=${ZEL_BOARD_TIMEOUT:-600}
+
+# board_arch ARCH: picks the board (a Debian architecture: amd64 or arm64)
+# and sets everything that depends on it.
+board_arch() {
+  ARCH=$1
+  KERNEL_RELEASE=$KERNEL_ABI-$ARCH
+  KERNEL_ROOT=$CACHE_DIR/kernel-$KERNEL_RELEASE
+  VMLINUZ=$KERNEL_ROOT/boot/vmlinuz-$KERNEL_RELEASE
+  KERNEL_HEADERS=$KERNEL_ROOT/usr/src/linux-headers-$KERNEL_RELEASE
+  MODULE_BUILD=$CACHE_DIR/module-$KERNEL_RELEASE
+  MODULE_KO=$MODULE_BUILD/zel_board.ko
+  # Host packages the board needs, keyed by a file each one provides; the
+  # first is qemu itself.
+  HOST_NEEDS=(
+    /usr/sbin/debootstrap:debootstrap
+    /usr/bin/cpio:cpio
+    /usr/bin/make:make
+    /usr/bin/pahole:pahole
+  )
+  case $ARCH in
+    amd64)
+      QEMU=qemu-system-x86_64
+      HOST_NEEDS=("/usr/bin/$QEMU:qemu-system-x86" /usr/bin/x86_64-linux-gnu-gcc-12:gcc-12 "${HOST_NEEDS[@]}")
+      # The isa-debug-exit port ends qemu as soon as the guest has a verdict.
+      # shellcheck disable=SC2054 # commas inside one qemu argument
+      QEMU_ARGS=(-accel tcg -cpu max -device isa-debug-exit,iobase=0xf4,iosize=0x04)
+      KERNEL_CMDLINE="console=ttyS0 initcall_blacklist=acpi_processor_driver_init"
+      MAKE_CROSS=()
+      ;;
+    arm64)
+      QEMU=qemu-system-aarch64
+      HOST_NEEDS=("/usr/bin/$QEMU:qemu-system-arm" /usr/bin/aarch64-linux-gnu-gcc-12:gcc-12-aarch64-linux-gnu
+        /usr/libexec/qemu-binfmt/aarch64-binfmt-P:qemu-user-static "${HOST_NEEDS[@]}")
+      # cortex-a72: "max" adds pointer authentication, which TCG emulates slowly.
+      QEMU_ARGS=(-machine virt -cpu cortex-a72)
+      KERNEL_CMDLINE="console=ttyAMA0"
+      MAKE_CROSS=(ARCH=arm64 CROSS_COMPILE=aarch64-linux-gnu-)
+      ;;
+    *) die "no board for architecture '$ARCH' (amd64 or arm64)" ;;
+  esac
+}
 
 export DEBIAN_FRONTEND=noninteractive
 
@@ -68,7 +93,7 @@ ensure_host_packages() {
   done
   ((${#missing[@]} == 0)) && return 0
   apt_install "${missing[@]}" || log "apt-get install failed"
-  [[ -x /usr/bin/qemu-system-x86_64 ]] || return 1
+  [[ -x ${HOST_NEEDS[0]%%:*} ]] || return 1
   for entry in "${HOST_NEEDS[@]}"; do
     [[ -x ${entry%%:*} ]] || die "${entry%%:*} still missing after installing ${entry#*:}"
   done
@@ -77,16 +102,22 @@ ensure_host_packages() {
 # Downloads with apt-get and unpacks without installing: installing the
 # headers package would pull the image onto the host and rebuild its
 # initramfs. Only the kernel image and its config are kept from the image
-# package; the guest needs no loadable module but ours.
+# package; the guest needs no loadable module but ours. The build tools
+# (linux-kbuild) are the host's, also for a foreign kernel.
 ensure_kernel() {
   [[ -f $VMLINUZ && -f $KERNEL_HEADERS/Makefile && -f $KERNEL_ROOT/.complete ]] && return 0
-  local debs=$CACHE_DIR/debs
+  local debs=$CACHE_DIR/debs-$ARCH
   local -a pkgs=(
-    "linux-image-$KERNEL_RELEASE"
-    "linux-headers-$KERNEL_RELEASE"
+    "linux-image-$KERNEL_RELEASE:$ARCH"
+    "linux-headers-$KERNEL_RELEASE:$ARCH"
     "linux-headers-$KERNEL_ABI-common"
     "linux-kbuild-$KERNEL_ABI"
   )
+  if [[ $ARCH != "$HOST_ARCH" ]] && ! dpkg --print-foreign-architectures | grep -qx "$ARCH"; then
+    log "dpkg --add-architecture $ARCH, to download its kernel"
+    dpkg --add-architecture "$ARCH"
+    apt_updated=false
+  fi
   rm -rf "$debs" "$KERNEL_ROOT"
   mkdir -p "$debs" "$KERNEL_ROOT"
   log "downloading kernel $KERNEL_RELEASE"
@@ -123,8 +154,9 @@ ensure_module() {
     changed=true
   done
   [[ -f $MODULE_KO ]] && ! $changed && return 0
-  log "building the board module"
-  make -s -C "$KERNEL_HEADERS" M="$MODULE_BUILD" modules >"$MODULE_BUILD/build.log" 2>&1 || {
+  log "building the board module for $ARCH"
+  make -s -j2 -C "$KERNEL_HEADERS" M="$MODULE_BUILD" "${MAKE_CROSS[@]}" modules \
+    >"$MODULE_BUILD/build.log" 2>&1 || {
     cat "$MODULE_BUILD/build.log" >&2
     rm -f "$MODULE_KO"
     die "module build failed"
@@ -132,82 +164,157 @@ ensure_module() {
   [[ -f $MODULE_KO ]] || die "module build produced no $MODULE_KO"
 }
 
-# The one-time part: packages, kernel, module. Exits 0 with a skip line
-# where qemu cannot be installed.
-board_setup() {
-  if ! ensure_host_packages; then
-    echo "SKIP: simulated board: qemu-system-x86 cannot be installed on this machine"
-    exit 0
+# The Debian mirror this host's apt uses for the guest's release, unless
+# ZEL_BOARD_MIRROR names one.
+debian_mirror() {
+  local mirror=${ZEL_BOARD_MIRROR:-} try
+  for try in 1 2; do
+    [[ -n $mirror ]] && break
+    ((try == 1)) || apt_update_once >&2 || true
+    # shellcheck disable=SC2016 # apt's own placeholders
+    mirror=$(apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' 2>/dev/null |
+      awk -v s="$ROOTFS_SUITE" '$2 == s { print $1; exit }')
+  done
+  [[ -n $mirror ]] || die "no apt source for $ROOTFS_SUITE on this host; set ZEL_BOARD_MIRROR"
+  echo "$mirror"
+}
+
+# The root file system: Debian minbase with ROOTFS_PACKAGES, as one
+# uncompressed newc archive that the kernel unpacks as its initramfs. Its
+# name carries a hash of everything that builds it, so a change rebuilds it.
+ensure_rootfs() {
+  local key
+  key=$({ echo "$ARCH $ROOTFS_SUITE $ROOTFS_PACKAGES"; declare -f build_rootfs; } |
+    sha256sum | cut -c1-12)
+  ROOTFS_CPIO=$CACHE_DIR/rootfs-$ARCH-$key.cpio
+  [[ -f $ROOTFS_CPIO ]] && return 0
+  rm -f "$CACHE_DIR/rootfs-$ARCH-"*.cpio
+  local t0 log=$CACHE_DIR/rootfs-$ARCH.log
+  t0=$(now)
+  log "building the $ROOTFS_SUITE $ARCH root file system (log: $log)"
+  build_rootfs "$ROOTFS_CPIO.part" >"$log" 2>&1 || {
+    tail -n 30 "$log" >&2
+    die "could not build the $ARCH root file system"
+  }
+  mv "$ROOTFS_CPIO.part" "$ROOTFS_CPIO"
+  log "root file system: $(du -m "$ROOTFS_CPIO" | cut -f1) MB in $(since "$t0") s"
+}
+
+# run_foreign ROOT COMMAND...: runs COMMAND chrooted into a root of another
+# architecture through qemu-user, registered with binfmt_misc for the time
+# of the command unless it already is. The interpreter is also copied into
+# the root for the time of the command, for a registration without the F
+# flag, which looks it up inside the chroot.
+run_foreign() {
+  local root=$1 binfmt=/proc/sys/fs/binfmt_misc name=qemu-aarch64 registered=false copied=false rc=0 interp
+  shift
+  [[ -f $binfmt/register ]] || mount -t binfmt_misc binfmt_misc "$binfmt" 2>/dev/null ||
+    { echo "binfmt_misc is not available: cannot run $ARCH programs to configure the root"; return 1; }
+  if [[ ! -f $binfmt/$name ]]; then
+    grep -v '^#' "/usr/lib/binfmt.d/$name.conf" >"$binfmt/register" ||
+      { echo "cannot register $name with binfmt_misc"; return 1; }
+    registered=true
   fi
+  interp=$(sed -n 's/^interpreter //p' "$binfmt/$name")
+  [[ -x $interp ]] || { echo "binfmt_misc runs $name through $interp, which is missing"; return 1; }
+  if [[ ! -e $root$interp ]]; then
+    install -D -m 0755 "$interp" "$root$interp"
+    copied=true
+  fi
+  chroot "$root" "$@" || rc=$?
+  if $copied; then
+    rm -f "$root$interp"
+    rmdir "${root:?}${interp%/*}" 2>/dev/null || true
+  fi
+  if $registered; then echo -1 >"$binfmt/$name"; fi
+  return $rc
+}
+
+# build_rootfs OUT: debootstrap, trimmed of what no board check reads.
+build_rootfs() (
+  set -e
+  umask 022
+  root=$CACHE_DIR/rootfs-$ARCH.tree
+  rm -rf --one-file-system "$root"
+  if [[ $ARCH == "$HOST_ARCH" ]]; then
+    debootstrap --variant=minbase --include="$ROOTFS_PACKAGES" "$ROOTFS_SUITE" "$root" "$(debian_mirror)"
+  else
+    debootstrap --variant=minbase --include="$ROOTFS_PACKAGES" --arch="$ARCH" --foreign \
+      "$ROOTFS_SUITE" "$root" "$(debian_mirror)"
+    run_foreign "$root" /debootstrap/debootstrap --second-stage
+  fi
+  rm -rf "${root:?}"/usr/share/{doc,man,info,locale} "$root"/var/cache/apt/*.bin \
+    "$root"/var/lib/apt/lists/* "$root"/var/cache/apt/archives/*.deb "$root"/var/cache/debconf/*-old \
+    "$root"/usr/lib/*-linux-gnu/gconv
+  (cd "$root" && find . -print0 | cpio --null -o -H newc --quiet) >"$1"
+  rm -rf --one-file-system "$root"
+)
+
+# The one-time part: packages, kernel, module, root file system. Returns 1
+# where qemu cannot be installed, the one condition under which a caller
+# may skip instead of failing.
+board_setup() {
+  ensure_host_packages || return 1
+  mkdir -p "$CACHE_DIR"
   ensure_kernel
   ensure_module
+  ensure_rootfs
 }
 
-# Copies a dynamically linked program and the libraries it loads to the same
-# paths under the image root.
-copy_program() {
-  local src=$1 dst=$2 root=$3 libs lib
-  install -D -m 0755 "$src" "$root$dst"
-  libs=$(ldd "$src" 2>&1) || {
-    [[ $libs == *"not a dynamic executable"* ]] && return 0
-    die "ldd $src: $libs"
-  }
-  [[ $libs != *"not found"* ]] || die "$src needs libraries this host lacks: $libs"
-  for lib in $(awk '$2 == "=>" && $3 ~ /^\// {print $3} $1 ~ /^\// {print $1}' <<<"$libs"); do
-    [[ -e $root$lib ]] && continue
-    mkdir -p "$root$(dirname "$lib")"
-    cp -L "$lib" "$root$lib"
-  done
-}
-
-# build_image ZEL_EXEC JOB OUT: a newc initramfs with busybox, the board
-# module and guest scripts, gpiofind, the pin-control stand-in and zel_exec;
+# build_image JOB OUT [FILE...]: the cached root file system followed by a
+# small archive with the board module, the guest scripts, the pin-control
+# stand-in and FILEs (the package, or a zel_exec binary) under /board/run;
 # JOB becomes /board/job, the script /init runs after the board's start-up.
 # Runs in a subshell for its umask: the tool refuses a group-writable /etc.
 build_image() (
   umask 022
-  local zel=$1 job=$2 out=$3 root
+  local job=$1 out=$2 root
+  shift 2
   root=$(mktemp -d)
   chmod 0755 "$root"
-  mkdir -p "$root"/usr/{bin,sbin,lib,lib64} "$root"/{board,dev,etc,proc,run,sys,tmp}
-  ln -s usr/bin "$root/bin"
-  ln -s usr/sbin "$root/sbin"
-  ln -s usr/lib "$root/lib"
-  ln -s usr/lib64 "$root/lib64"
-  # /init installs the other applets itself, in one call instead of hundreds.
-  copy_program /bin/busybox /usr/bin/busybox "$root"
-  ln -s busybox "$root/usr/bin/sh"
-  copy_program /usr/bin/gpiofind /usr/bin/gpiofind "$root"
-  copy_program "$zel" /usr/bin/zel_exec "$root"
+  mkdir -p "$root"/usr/bin "$root"/board/run
   install -m 0755 "$BOARD_DIR/guest/pinctrl" "$root/usr/bin/pinctrl"
   install -m 0755 "$BOARD_DIR/guest/init" "$root/init"
   install -m 0644 "$BOARD_DIR"/guest/*.sh "$MODULE_KO" "$root/board/"
   install -m 0644 "$job" "$root/board/job"
-  chmod 1777 "$root/tmp"
-  (cd "$root" && find . -print0 | cpio --null -o -H newc -R 0:0 --quiet) >"$out"
+  (($# == 0)) || install -m 0644 "$@" "$root/board/run/"
+  # The kernel unpacks the archives in turn, later files over earlier ones.
+  {
+    cat "$ROOTFS_CPIO"
+    (cd "$root" && find . ! -name . -print0 | cpio --null -o -H newc -R 0:0 --quiet)
+  } >"$out"
   rm -rf "$root"
 )
 
 # boot INITRAMFS CONSOLE_LOG: runs the board until the guest hands over its
-# verdict. Returns 0 for a pass, 1 for a fail, 2 when the guest gave none.
+# verdict, a line "@@verdict P" or "@@verdict F" on the console before it
+# powers off. Returns 0 for a pass, 1 for a fail, 2 when the guest gave none.
 boot() {
   local rc=0
-  timeout -k 10 "$BOOT_TIMEOUT" qemu-system-x86_64 \
-    -accel tcg -smp 1 -m 512 -cpu max \
+  timeout -k 10 "$BOOT_TIMEOUT" "$QEMU" "${QEMU_ARGS[@]}" -smp 1 -m 1024 \
     -nodefaults -display none -serial stdio -no-reboot \
-    -device isa-debug-exit,iobase=0xf4,iosize=0x04 \
-    -kernel "$VMLINUZ" -initrd "$1" \
-    -append "console=ttyS0 panic=-1 quiet initcall_blacklist=acpi_processor_driver_init" \
+    -kernel "$VMLINUZ" -initrd "$1" -append "$KERNEL_CMDLINE panic=-1 ${BOARD_QUIET-quiet}" \
     </dev/null >"$2.raw" 2>"$2.qemu" || rc=$?
   tr -d '\r' <"$2.raw" >"$2"
+  case $(grep -a '^@@verdict [PF]$' "$2" | tail -n 1) in
+    '@@verdict P') return 0 ;;
+    '@@verdict F') return 1 ;;
+  esac
   case $rc in
-    "$VERDICT_PASS") return 0 ;;
-    "$VERDICT_FAIL") return 1 ;;
     124 | 137) log "board did not finish within $BOOT_TIMEOUT s" ;;
     *) log "board ended without a verdict (qemu status $rc)" ;;
   esac
   [[ -s $2.qemu ]] && log "qemu: $(tail -n 5 "$2.qemu")"
   return 2
+}
+
+# The Debian architecture of an ELF program (its machine field: 0x3e x86-64,
+# 0xb7 AArch64), empty for anything else.
+elf_arch() {
+  case $(od -An -tx1 -N20 "$1" | tr -d ' \n') in
+    7f454c46*3e00) echo amd64 ;;
+    7f454c46*b700) echo arm64 ;;
+  esac
 }
 
 # Seconds since an earlier now(), one decimal.

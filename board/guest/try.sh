@@ -1,6 +1,12 @@
 #!/bin/sh
-# Runs one zel_exec batch as root and shows what it did to the board.
+# Runs one zel_exec batch as root and shows what it did to the board. The
+# tool is the package or the program that the host put into /board/run.
 REC=/sys/kernel/debug/zel_board/record
+if [ -f /board/run/zel_exec ]; then
+    install -m 0755 /board/run/zel_exec /usr/bin/zel_exec
+else
+    (cd /board/run && apt install -y ./zel-exec_*.deb) >/tmp/apt.log 2>&1 || { cat /tmp/apt.log; exit 1; }
+fi
 : >$REC
 /usr/bin/zel_exec "$@" >/tmp/zel.out 2>/tmp/zel.err
 status=$?
