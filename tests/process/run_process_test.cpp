@@ -1,17 +1,18 @@
 #include "process/run_process.hpp"
-#include "support/sandbox.hpp"
+#include "support/files.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <csignal>
 #include <chrono>
-#include <filesystem>
+#include <csignal>
+#include <functional>
 #include <set>
 #include <thread>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 namespace zel {
@@ -20,13 +21,12 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 
-// Argument zero, the environment, what standard input is and the shell's own
-// descriptors, then standard input read to its end.
+// Argument zero, the environment, what standard input is and the shell's own descriptors, then standard input
+// read to its end.
 constexpr char kProbe[] = "echo \"$0\"; tr '\\0' '\\n' </proc/$$/environ; readlink /proc/$$/fd/0; "
                           "ls /proc/$$/fd; cat; echo err >&2";
 
-// Besides 0, 1 and 2 the child may hold only what this process hands to
-// every program it starts (a test harness may leak some).
+// Besides 0, 1 and 2 the child may hold only what this process hands to every program it starts.
 std::string probeOutput()
 {
     std::set<std::string> inherited{"0", "1", "2"}; // sorted as ls sorts them
@@ -35,89 +35,148 @@ std::string probeOutput()
             inherited.insert(entry.path().filename());
         }
     }
-    std::string seen = "/bin/sh\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\nLC_ALL=C\n/dev/null\n";
+    std::string seen = "0|/bin/sh\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\nLC_ALL=C\n/dev/null\n";
     for (const std::string& fd : inherited) {
         seen += fd + "\n";
     }
-    return seen;
+    return seen + "|err\n";
+}
+
+std::string shown(const CommandResult& result)
+{
+    return std::to_string(result.exitCode) + "|" + result.output + "|" + result.error;
+}
+
+// Runs `body` in a forked child, for changes this process must not keep; returns what went wrong, if anything.
+std::string inChild(const std::function<std::string()>& body)
+{
+    int report[2];
+    if (::pipe(report) != 0) {
+        return "pipe";
+    }
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        const std::string failure = body();
+        [[maybe_unused]] const ssize_t written = ::write(report[1], failure.data(), failure.size());
+        ::_exit(0);
+    }
+    ::close(report[1]);
+    std::string failure;
+    char buffer[4096];
+    for (ssize_t count; (count = ::read(report[0], buffer, sizeof buffer)) > 0;) {
+        failure.append(buffer, static_cast<std::size_t>(count));
+    }
+    ::close(report[0]);
+    ::waitpid(pid, nullptr, 0);
+    return failure;
+}
+
+std::string mismatch(const std::string& got, const std::string& want)
+{
+    return got == want ? "" : "got \"" + got + "\" instead of \"" + want + "\"";
 }
 
 // Every run must leave this process as it found it: no descriptor and no child.
 class RunProcess : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_NE(::mkdtemp(dir_.data()), nullptr); }
     void TearDown() override
     {
         EXPECT_EQ(testing::openDescriptorCount(), descriptors_);
         ::prctl(PR_SET_CHILD_SUBREAPER, 0);
         EXPECT_TRUE(::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a child was left unreaped";
-        fs::remove_all(dir_);
     }
     std::string script(const std::string& body, mode_t mode = 0700)
     {
-        const std::string path = dir_ + "/" + std::to_string(++scripts_);
+        const std::string path = dir_.path + "/" + std::to_string(++scripts_);
         EXPECT_TRUE(testing::writeFile(path, "#!/bin/sh\n" + body + "\n", mode));
         return path;
     }
 
     const int descriptors_ = testing::openDescriptorCount();
-    std::string dir_ = "/tmp/zel_run_process_XXXXXX";
+    testing::TempDirectory dir_;
     int scripts_ = 0;
 };
 
 TEST_F(RunProcess, RefusesInvalidInvocationsWithoutStartingAnything)
 {
-    const std::string marker = dir_ + "/started", program = script("touch " + marker), nul(1, '\0');
+    const std::string marker = dir_.path + "/started", program = script("touch " + marker), nul(1, '\0');
     const struct { std::string program, arg; int timeoutMs; } cases[] = {
         {"", "", 1000}, {"bin/sh", "", 1000}, {program + nul, "", 1000}, {program, "", 0}, {program, "", -1},
         {program, "b" + nul + "c", 1000},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.program + " within " + std::to_string(c.timeoutMs));
-        const CommandResult result = runProcess(c.program, {"a", c.arg}, c.timeoutMs);
-        EXPECT_EQ(std::to_string(result.exitCode) + " " + result.output + result.error,
-                  c.arg.empty() ? "70 invalid process invocation\n" : "70 NUL in process argument\n");
+        EXPECT_EQ(shown(runProcess(c.program, {"a", c.arg}, c.timeoutMs)),
+                  c.arg.empty() ? "70||invalid process invocation\n" : "70||NUL in process argument\n");
         EXPECT_FALSE(fs::exists(marker));
     }
 }
 
-// The second run starts with a standard input that must not reach the child
-// and with 1 and 2 closed, so that the first pipe is made on those numbers.
+// The second run starts with a standard input that must not reach the child and with 1 and 2 closed, so that
+// the first pipe is made on those numbers; the third cannot move them above 2, the fourth has no room for the
+// second pipe and the fifth may not fork: each must give back every descriptor it took.
 TEST_F(RunProcess, ChildSeesFixedEnvironmentFullArgumentZeroEmptyInputAndNoStrayDescriptor)
 {
-    const CommandResult result = runProcess("/bin/sh", {"-c", kProbe}, 2000);
-    EXPECT_EQ(std::to_string(result.exitCode) + "|" + result.output + "|" + result.error,
-              "0|" + probeOutput() + "|err\n");
-    ZEL_RUN_IN_SANDBOX([] {
+    EXPECT_EQ(shown(runProcess("/bin/sh", {"-c", kProbe}, 2000)), probeOutput());
+    // Runs the probe with 1 and 2 closed or not, `room` descriptors free above the highest open one (none
+    // above 2 when 0), and as `user` with no process to spare; `want` is the runner's line, empty when it ran.
+    const auto limitedRun = [](bool closeOutputs, rlim_t room, uid_t user, const std::string& want) {
         const int input = ::open("/proc/version", O_RDONLY | O_CLOEXEC);
         ::dup2(input, 0);
         ::close(input);
-        ::close(1);
-        ::close(2);
-        const CommandResult result = runProcess("/bin/sh", {"-c", kProbe}, 2000);
-        return testing::mismatch(std::to_string(result.exitCode) + "|" + result.output + "|" + result.error,
-                                 "0|" + probeOutput() + "|err\n");
-    });
+        if (closeOutputs) {
+            ::close(1);
+            ::close(2);
+        }
+        const std::string expected = want.empty() ? probeOutput() : "70||" + want + "\n";
+        int highest = 0;
+        for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
+            highest = std::max(highest, std::stoi(entry.path().filename()));
+        }
+        for (int fd = 0; !closeOutputs && fd <= highest;) { // fills the holes below `highest`
+            fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+            ::close(fd > highest ? fd : -1);
+        }
+        const int descriptors = testing::openDescriptorCount();
+        const rlimit noProcess{0, 0}, files{room == 0 ? 3 : highest + 1 + room, room == 0 ? 3 : highest + 1 + room};
+        if ((user != 0 && (::setrlimit(RLIMIT_NPROC, &noProcess) != 0 || ::setuid(user) != 0 ||
+                           ::prctl(PR_SET_DUMPABLE, 1) != 0)) ||
+            ::setrlimit(RLIMIT_NOFILE, &files) != 0) {
+            return std::string("cannot set limits");
+        }
+        const std::string got = shown(runProcess("/bin/sh", {"-c", kProbe}, 2000));
+        return mismatch(got, expected) + (testing::openDescriptorCount() == descriptors ? "" : " descriptors left");
+    };
+    const struct { bool closeOutputs; rlim_t room; uid_t user; std::string want; } cases[] = {
+        {true, 64, 0, ""},
+        {true, 0, 0, "pipe: Invalid argument"}, // no number above 2 to move to
+        {false, 2, 0, "pipe: Too many open files"},
+        {false, 64, 65534, "fork: Resource temporarily unavailable"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.room) + " free descriptors as " + std::to_string(c.user));
+        if (c.user != 0 && ::geteuid() != 0) {
+            continue;
+        }
+        EXPECT_EQ(inChild([&] { return limitedRun(c.closeOutputs, c.room, c.user, c.want); }), "");
+    }
 }
 
 TEST_F(RunProcess, SeparatesStreamsAndDecodesEveryEnding)
 {
-    const std::string missing = dir_ + "/missing";
+    const std::string missing = dir_.path + "/missing";
     const std::string notExecutable = script("exit 0", 0400);
     const std::string exits127 = script("echo partial; echo oops >&2; exit 127");
     const std::string mebibyte(1048576, '\0');
     const struct { std::string program; int exitCode; std::string output, error; } cases[] = {
         {script("echo o1; echo e1 >&2; echo o2; echo e2 >&2"), 0, "o1\no2\n", "e1\ne2\n"},
         {script("printf x; exit 3"), 3, "x", ""},
-        {script("exit 255"), 255, "", ""},
         {script("echo bye >&2; kill -TERM $$"), 143, "", "bye\n"},
-        {script("kill -KILL $$"), 137, "", ""},
         {exits127, 127, "partial\n", "oops\nprogram: " + exits127 + "\n"},
         {missing, 127, "", "cannot execute fixed program\nprogram: " + missing + "\n"},
         {notExecutable, 127, "", "cannot execute fixed program\nprogram: " + notExecutable + "\n"},
         // The child is reaped long before its descendant lets go of the pipes.
         {script("(sleep 0.3; echo late; echo warn >&2) & exit 4"), 4, "late\n", "warn\n"},
-        {script("head -c 1048576 /dev/zero"), 0, mebibyte, ""},
         {script("head -c 524288 /dev/zero; head -c 524288 /dev/zero >&2"), 0, mebibyte.substr(524288),
          mebibyte.substr(524288)},
     };
