@@ -39,8 +39,8 @@ TEST(DescriptorBuffer, HoldsTextUntilFullOrFlushedAndKeepsItsOrder)
         arrived("abcd");
         out << "fghij"; // more than the buffer holds: what it held goes first
         arrived("efghij");
-        out << "wxyz";
-        arrived("");
+        out << "v" << "wxyz"; // exactly the buffer's size: held once "v" has gone
+        arrived("v");
         out.flush();
         arrived("wxyz");
         out << "q";

@@ -26,24 +26,16 @@ inline bool writeFile(const std::string& path, const std::string& content, mode_
     return readFile(path) == content && ::chmod(path.c_str(), mode) == 0;
 }
 
-inline int openDescriptorCount()
+inline long openDescriptorCount() // not counting the listing's own descriptor
 {
-    const auto entries = std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
-                                       std::filesystem::directory_iterator());
-    return static_cast<int>(entries) - 1; // the listing's own descriptor
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}) - 1;
 }
 
 // A fresh directory under /tmp, removed with everything in it at the end.
 struct TempDirectory {
-    std::string path;
-    TempDirectory()
-    {
-        char pattern[] = "/tmp/zel-test-XXXXXX";
-        path = ::mkdtemp(pattern) == nullptr ? "/nonexistent" : pattern;
-    }
+    char pattern[24] = "/tmp/zel-test-XXXXXX";
+    const std::string path = ::mkdtemp(pattern);
     ~TempDirectory() { std::filesystem::remove_all(path); }
-    TempDirectory(const TempDirectory&) = delete;
-    TempDirectory& operator=(const TempDirectory&) = delete;
 };
 
 } // namespace zel::testing
