@@ -58,7 +58,7 @@ bool RecordingSysfsIo::writeSysfs(const std::string& path, const std::string& va
                           std::chrono::steady_clock::now().time_since_epoch())
                           .count());
     if (onWrite != nullptr) {
-        onWrite(path);
+        onWrite();
     }
     const std::string number = std::to_string(timesMs.size());
     if (failing.find(number) == std::string::npos) {

@@ -39,7 +39,7 @@ struct RecordingSysfsIo : LinuxDeviceIo {
     bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override;
 
     std::string failing;
-    void (*onWrite)(const std::string& path) = nullptr;
+    void (*onWrite)() = nullptr;
     std::string writes;
     std::vector<long long> timesMs;
 };
