@@ -1,13 +1,35 @@
 #include "device/gpio_locator.hpp"
-#include "support/fake_device_io.hpp"
+#include "device/linux_device_io.hpp"
 #include "support/files.hpp"
 
 #include <gtest/gtest.h>
+
+#include <chrono>
 
 namespace zel {
 namespace {
 
 namespace fs = std::filesystem;
+
+// The real device object with its sysfs writes logged ("<path>=<value>\n") and timed instead of made. The calls
+// whose numbers (from 1) appear in `failing` fail with "fail <number>"; `onWrite` plays the kernel.
+struct RecordingSysfsIo : LinuxDeviceIo {
+    bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override
+    {
+        writes += path + "=" + value + "\n";
+        timesMs.push_back(std::chrono::duration_cast<std::chrono::milliseconds>(
+                              std::chrono::steady_clock::now().time_since_epoch()).count());
+        if (onWrite != nullptr) {
+            onWrite();
+        }
+        const bool fails = failing.find(std::to_string(timesMs.size())) != std::string::npos;
+        error = fails ? "fail " + std::to_string(timesMs.size()) : error;
+        return !fails;
+    }
+    std::string failing, writes;
+    void (*onWrite)() = nullptr;
+    std::vector<long long> timesMs;
+};
 
 // A kernel tunable with no hardware behind it, only ever given back the value it holds or refused junk.
 constexpr char kHarmless[] = "/sys/kernel/mm/ksm/sleep_millisecs";
@@ -61,7 +83,7 @@ TEST(PwmExport, ExportsOnlyWhenNeededAndWaitsABoundedTimeForTheChannel)
         fs::remove(channel);
         ASSERT_TRUE(c.before == Nothing || (c.before == File ? testing::writeFile(channel, "")
                                                               : fs::create_directory(channel)));
-        testing::RecordingSysfsIo io;
+        RecordingSysfsIo io;
         io.failing = c.failing;
         io.onWrite = c.kernelCreates ? +[] { fs::create_directory(chip.path + "/pwm1"); } : nullptr;
         std::string error = "-";
@@ -91,7 +113,7 @@ TEST(MotorPulse, SysfsBackendSwitchesOnWaitsAndResetsEvenAfterAFailedOn)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::to_string(c.id) + " " + std::to_string(c.durationMs) + " ms failing " + c.failing);
-        testing::RecordingSysfsIo io;
+        RecordingSysfsIo io;
         io.failing = c.failing;
         std::string output = "kept", error;
         EXPECT_EQ(io.motorPulse(static_cast<CommandId>(c.id), c.durationMs, output, error), c.shown == pulse);

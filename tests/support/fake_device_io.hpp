@@ -1,6 +1,6 @@
 #pragma once
 
-#include "device/linux_device_io.hpp"
+#include "device/device_io.hpp"
 
 #include <map>
 #include <string>
@@ -15,12 +15,35 @@ namespace zel::testing {
 // joined with spaces; any other run exits 0 silently, the `failCall`th exits 1.
 class FakeDeviceIo : public DeviceIo {
 public:
-    bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override;
-    bool ensurePwm(const std::string& chip, int channel, std::string& error) override;
-    bool writeConfig(const std::string& directory, const std::string& fileName, const std::string& content,
-                     std::string& error) override;
-    bool motorPulse(CommandId id, int durationMs, std::string& output, std::string& error) override;
-    CommandResult pinctrl(const std::vector<std::string>& args) override;
+    bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override
+    {
+        return apply(path, value, error);
+    }
+    bool ensurePwm(const std::string& chip, int channel, std::string& error) override
+    {
+        return apply(chip + "/pwm" + std::to_string(channel), "exported", error);
+    }
+    bool writeConfig(const std::string& directory, const std::string& file, const std::string& content,
+                     std::string& error) override
+    {
+        return apply(directory + "/" + file, content, error);
+    }
+    bool motorPulse(CommandId id, int durationMs, std::string& output, std::string& error) override
+    {
+        output += motorOutput;
+        return apply("motor", std::to_string(static_cast<int>(id)) + " " + std::to_string(durationMs), error);
+    }
+    CommandResult pinctrl(const std::vector<std::string>& args) override
+    {
+        std::string joined;
+        for (const std::string& arg : args) {
+            joined += (joined.empty() ? "" : " ") + arg;
+        }
+        log.push_back("pinctrl=" + joined);
+        const auto reply = replies.find(joined);
+        return log.size() == failCall ? CommandResult{1, "", ""}
+                                      : reply == replies.end() ? CommandResult{0, "", ""} : reply->second;
+    }
 
     std::map<std::string, std::string> state;
     std::vector<std::string> log;
@@ -30,18 +53,13 @@ public:
     std::string motorOutput; // what a pulse prints
 
 private:
-    bool apply(const std::string& key, const std::string& value, std::string& error);
-};
-
-// The real device object with its sysfs writes logged ("<path>=<value>\n") and timed instead of made. The
-// calls whose numbers (from 1) appear in `failing` fail with "fail <number>"; `onWrite` plays the kernel.
-struct RecordingSysfsIo : LinuxDeviceIo {
-    bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override;
-
-    std::string failing;
-    void (*onWrite)() = nullptr;
-    std::string writes;
-    std::vector<long long> timesMs;
+    bool apply(const std::string& key, const std::string& value, std::string& error)
+    {
+        log.push_back(key + "=" + value);
+        const bool fails = key == failing || log.size() == failCall;
+        (fails ? error : state[key]) = fails ? key + " failed" : value;
+        return !fails;
+    }
 };
 
 } // namespace zel::testing
