@@ -74,8 +74,8 @@ void check(const Outcome& o, unsigned int euid, std::size_t failCall)
     if (o.status != 74 && failCall != 0 && o.log.size() >= failCall) {
         violated("a failed device call went unreported", o);
     }
-    for (const auto& [key, value] : o.state) {
-        if (value.rfind('-', 0) == 0) {
+    for (const auto& entry : o.state) {
+        if (entry.second.rfind('-', 0) == 0) {
             violated("a negative value reached the device", o);
         }
     }

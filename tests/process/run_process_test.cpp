@@ -83,8 +83,8 @@ TEST_F(RunProcess, RefusesInvalidInvocationsWithoutStartingAnything)
     }
 }
 
-// In a child of its own, each case first gets a standard input that must not reach the program. The second has
-// 1 and 2 closed, so that the first pipe is made on those numbers; the third cannot move them above 2, the fourth
+// In a child of its own, each case first gets a standard input that must not reach the program: a pipe with
+// text whose writer has gone. The second has 0, 1 and 2 closed, so that the pipes are made on those numbers; the third cannot move them above 2, the fourth
 // has no room for the second pipe and the fifth may not fork: each must give back every descriptor it took.
 TEST_F(RunProcess, ChildSeesFixedEnvironmentArgumentZeroEmptyInputAndNoStrayDescriptor)
 {
@@ -102,15 +102,20 @@ TEST_F(RunProcess, ChildSeesFixedEnvironmentArgumentZeroEmptyInputAndNoStrayDesc
         }
         const pid_t pid = ::fork();
         if (pid == 0) {
-            ::dup2(::open("/proc/version", O_RDONLY | O_CLOEXEC), 0);
+            int input[2];
+            ::pipe(input);
+            ::dup2(input[0], 0);
+            ::close(input[0]);
+            ::close(::write(input[1], "leak\n", 5) > 0 ? input[1] : -1);
             int top = 0;
             for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
                 top = std::max(top, std::stoi(entry.path().filename()));
             }
             while (!c.closeOutputs && ::open("/dev/null", O_RDONLY | O_CLOEXEC) < top) { // no hole below the top
             }
-            ::close(c.closeOutputs ? 1 : -1);
-            ::close(c.closeOutputs ? 2 : -1);
+            for (int fd = 0; c.closeOutputs && fd < 3; ++fd) {
+                ::close(fd);
+            }
             const std::string expected = c.want.empty() ? probeOutput() : "70||" + c.want + "\n";
             const long descriptors = testing::openDescriptorCount();
             const rlim_t limit = c.room == 0 ? 3 : static_cast<rlim_t>(top + 2 + c.room);
@@ -140,6 +145,7 @@ TEST_F(RunProcess, SeparatesStreamsAndDecodesEveryEnding)
         {notExecutable, "127||cannot execute fixed program\nprogram: " + notExecutable + "\n"},
         // The child is reaped long before its descendant lets go of the pipes.
         {script("(sleep 0.3; echo late; echo warn >&2) & exit 4"), "4|late\n|warn\n"},
+        {script("exec 2>&-; sleep 0.1; echo out"), "0|out\n|"},
         {script("head -c 524288 /dev/zero; head -c 524288 /dev/zero >&2"), "0|" + half + "|" + half},
     };
     for (const auto& c : cases) {
