@@ -103,7 +103,9 @@ TEST_F(RunProcess, ChildSeesFixedEnvironmentArgumentZeroEmptyInputAndNoStrayDesc
         const pid_t pid = ::fork();
         if (pid == 0) {
             int input[2];
-            ::pipe(input);
+            if (::pipe(input) != 0) {
+                ::_exit(4);
+            }
             ::dup2(input[0], 0);
             ::close(input[0]);
             ::close(::write(input[1], "leak\n", 5) > 0 ? input[1] : -1);
