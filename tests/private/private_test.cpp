@@ -101,6 +101,21 @@ TEST(ConfigStore, StoresOnlyIntoRootOwnedPlainFilesAndLeavesRefusedOnesAlone)
     }
 }
 
+// The real /etc is a mount point that cannot be replaced: a child gets a root of its own where /etc is a file.
+TEST(ConfigStore, RefusesAnEtcThatIsNoDirectory)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        std::string error;
+        const bool refused = ::mkdir("/mnt/root", 0755) == 0 && makeFile("/mnt/root/etc") == 0 &&
+                             ::chroot("/mnt/root") == 0 && !LinuxDeviceIo().writeConfig(kZel, "fanMode.config", "7", error);
+        ::_exit(refused && error == "open /etc: Not a directory" ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
 TEST(ConfigStore, FailsAtOnceWhileAnotherProcessHoldsTheLock)
 {
     const FreshEtc etc;
