@@ -151,21 +151,23 @@ void installProgram(const char* path, const std::string& answer)
 TEST(MotorPulse, ProgramBackendsRunTheirFixedProgramsAndReportEveryFailureExactly)
 {
     const std::string runs = "|set 10 op dh\nset 10 op dl\n|";
-    const struct { CommandId id; const char* answer; std::string want; } cases[] = { // want: result|log|out|err
-        {CommandId::MotorP5, "echo \"$4\"", "1" + runs + "dh\ndl\n|-"},
-        {CommandId::MotorP5, "[ $4 = dh ] || echo warn >&2", "1" + runs + "|- reset: warn\n"},
-        {CommandId::MotorP5, "echo \"$4\"; [ $4 = dl ] || { echo on >&2; exit 2; }", "0" + runs + "dh\ndl\n|-on\npinctrl exit=2"},
-        {CommandId::MotorP5, "[ $4 = dh ] || exit 1", "0" + runs + "|- reset: pinctrl exit=1"},
-        {CommandId::MotorNx, "echo 'no line' >&2; exit 1", "0|PQ.06\n||gpiofind PQ.06 failed: no line\n"},
-        {CommandId::MotorNx, "", "0|(none)||gpiofind PQ.06 failed: cannot execute fixed program\nprogram: /usr/bin/gpiofind\n"},
-        {CommandId::MotorNx, "echo gpiochipA 1", "0|PQ.06\n||invalid GPIO chip"},
-        {CommandId::MotorNx, "echo gpiochip99999999 3", "0|PQ.06\n||open GPIO chip: No such file or directory"},
+    const struct { CommandId id; int ms; const char* answer; std::string want; } cases[] = { // result|log|out|err
+        {CommandId::MotorP5, 100, "echo \"$4\"", "1" + runs + "dh\ndl\n|-"},
+        {CommandId::MotorP5, 100, "[ $4 = dh ] || echo warn >&2", "1" + runs + "|- reset: warn\n"},
+        {CommandId::MotorP5, 0, "echo \"$4\"; [ $4 = dl ] || { echo on >&2; exit 2; }", "0" + runs + "dh\ndl\n|-on\npinctrl exit=2"},
+        {CommandId::MotorP5, 100, "[ $4 = dh ] || exit 1", "0" + runs + "|- reset: pinctrl exit=1"},
+        {CommandId::MotorNx, 0, "echo 'no line' >&2; exit 1", "0|PQ.06\n||gpiofind PQ.06 failed: no line\n"},
+        {CommandId::MotorNx, 0, "", "0|(none)||gpiofind PQ.06 failed: cannot execute fixed program\nprogram: /usr/bin/gpiofind\n"},
+        {CommandId::MotorNx, 0, "echo gpiochipA 1", "0|PQ.06\n||invalid GPIO chip"},
+        {CommandId::MotorNx, 0, "echo gpiochip99999999 3", "0|PQ.06\n||open GPIO chip: No such file or directory"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.answer);
         installProgram(c.id == CommandId::MotorP5 ? "/usr/bin/pinctrl" : "/usr/bin/gpiofind", c.answer);
         std::string output, error = "-";
-        const bool pulsed = LinuxDeviceIo().motorPulse(c.id, 0, output, error);
+        const auto start = std::chrono::steady_clock::now();
+        const bool pulsed = LinuxDeviceIo().motorPulse(c.id, c.ms, output, error);
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(c.ms)); // after a good "on"
         EXPECT_EQ(std::to_string(pulsed) + "|" + shownFile("/mnt/log") + "|" + output + "|" + error, c.want);
     }
 }

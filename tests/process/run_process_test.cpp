@@ -84,19 +84,21 @@ TEST_F(RunProcess, RefusesInvalidInvocationsWithoutStartingAnything)
 }
 
 // In a child of its own, each case first gets a standard input that must not reach the program: a pipe with
-// text whose writer has gone. The second has 0, 1 and 2 closed, so that the pipes are made on those numbers; the third cannot move them above 2, the fourth
-// has no room for the second pipe and the fifth may not fork: each must give back every descriptor it took.
+// text whose writer has gone. Then the listed descriptors are closed, so that the pipes or the program's
+// /dev/null are made on those numbers; the fourth cannot move the pipes above 2, the fifth has no room for the
+// second pipe and the sixth may not fork: each must give back every descriptor it took.
 TEST_F(RunProcess, ChildSeesFixedEnvironmentArgumentZeroEmptyInputAndNoStrayDescriptor)
 {
-    const struct { bool closeOutputs; int room; uid_t user; std::string want; } cases[] = {
-        {false, 64, 0, ""},
-        {true, 64, 0, ""},
-        {true, 0, 0, "pipe: Invalid argument"}, // no number above 2 to move to
-        {false, 2, 0, "pipe: Too many open files"},
-        {false, 64, 65534, "fork: Resource temporarily unavailable"},
+    const struct { std::string closed; int room; uid_t user; std::string want; } cases[] = {
+        {"", 64, 0, ""},
+        {"012", 64, 0, ""},
+        {"2", 64, 0, ""},
+        {"012", 0, 0, "pipe: Invalid argument"}, // no number above 2 to move to
+        {"", 2, 0, "pipe: Too many open files"},
+        {"", 64, 65534, "fork: Resource temporarily unavailable"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::to_string(c.room) + " free descriptors as " + std::to_string(c.user));
+        SCOPED_TRACE("closed " + c.closed + ", " + std::to_string(c.room) + " free, as " + std::to_string(c.user));
         if (c.user != 0 && ::geteuid() != 0) {
             continue;
         }
@@ -113,10 +115,10 @@ TEST_F(RunProcess, ChildSeesFixedEnvironmentArgumentZeroEmptyInputAndNoStrayDesc
             for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
                 top = std::max(top, std::stoi(entry.path().filename()));
             }
-            while (!c.closeOutputs && ::open("/dev/null", O_RDONLY | O_CLOEXEC) < top) { // no hole below the top
+            while (c.closed.empty() && ::open("/dev/null", O_RDONLY | O_CLOEXEC) < top) { // no hole below the top
             }
-            for (int fd = 0; c.closeOutputs && fd < 3; ++fd) {
-                ::close(fd);
+            for (const char fd : c.closed) {
+                ::close(fd - '0');
             }
             const std::string expected = c.want.empty() ? probeOutput() : "70||" + c.want + "\n";
             const long descriptors = testing::openDescriptorCount();
