@@ -1,92 +1,159 @@
 #include "dispatch/dispatch.hpp"
 #include "support/fake_device_io.hpp"
-#include "support/sandbox.hpp"
+#include "support/files.hpp"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
-#include <stdexcept>
 
 namespace zel {
 namespace {
 
 using Args = std::vector<std::string>;
 
-constexpr char kPermission[] = "zel_exec: root permission required; use sudo -n /usr/bin/zel_exec\n";
-constexpr char kUsage[] = "zel_exec: expected -c followed by 1..64 command groups; see -h\n";
-
-struct Batch {
-    testing::FakeDeviceIo io;
-    std::ostringstream out;
-    std::ostringstream err;
-    int run(const Args& args, unsigned int euid = 0) { return dispatchCommands(args, euid, io, out, err); }
-};
-
-Args groups(std::size_t count, const std::string& last)
+// "-c|101 0" -> {"-c", "101 0"}; "\t" stands for a Tab.
+Args split(const std::string& joined)
 {
-    Args args(count, "101 0");
-    args.insert(args.begin(), "-c");
-    args.back() = last;
+    Args args;
+    std::istringstream fields(joined);
+    for (std::string field; !joined.empty() && std::getline(fields, field, '|'); args.push_back(field)) {
+        for (std::size_t tab; (tab = field.find("\\t")) != std::string::npos;) {
+            field.replace(tab, 2, "\t");
+        }
+    }
     return args;
 }
 
-std::string line(int group, const std::string& text)
-{
-    return "zel_exec: command[" + std::to_string(group) + "] " + text + "\n";
-}
+struct Outcome {
+    testing::FakeDeviceIo io;
+    int status;
+    std::string shown; // "<status>|<standard output>|<standard error>"
+    Outcome(const Args& args, unsigned int euid, const std::map<std::string, CommandResult>& replies = {},
+            const std::string& failing = "")
+    {
+        io.replies = replies;
+        io.failing = failing;
+        io.motorOutput = "buzz\n";
+        std::ostringstream out, err;
+        status = dispatchCommands(args, euid, io, out, err);
+        shown = std::to_string(status) + "|" + out.str() + "|" + err.str();
+    }
+    // The final state by directory, without /sys/class/: "pwm/pwmchip1/pwm0: duty_cycle=5 enable=1; ..."
+    std::string state() const
+    {
+        std::string text, directory = "-";
+        for (const auto& [path, value] : io.state) {
+            const std::string key = path.substr(path.rfind("/sys/class/", 0) == 0 ? 11 : 0);
+            const std::size_t slash = key.rfind('/');
+            const std::string parent = key.substr(0, slash == std::string::npos ? 0 : slash);
+            text += parent == directory ? " " : (text.empty() ? "" : "; ") + (parent.empty() ? "" : parent + ": ");
+            text += key.substr(slash + 1) + "=" + value;
+            directory = parent;
+        }
+        return text;
+    }
+};
 
-// What root gets; every other user gets the permission line and 67, except for a lone help request. One row per
-// line of the engine, as group_parser_test holds the table of what a group may look like.
-TEST(Dispatch, AnswersHelpOrRejectsCommandLineOrBatchWithOneLineAndTouchesNothing)
+// A lone help request is answered to anyone; root's other command lines as the diagnostics file says, where the
+// first line is what everyone else gets. None of these touches the device.
+TEST(Dispatch, AnswersHelpAndRejectsBadCommandLinesWithOneLineTouchingNothing)
 {
     const std::string help = testing::readFile(ZEL_TEST_DATA_DIR "/dispatch/help_golden.txt");
-    ASSERT_FALSE(help.empty());
-    const struct { Args args; int status; std::string out, err; } cases[] = {
-        {{"-h"}, 0, help, ""}, {{"--help"}, 0, help, ""}, {{"-H"}, 64, "", kUsage}, {{"-help"}, 64, "", kUsage},
-        {{"-h", "-c", "101", "0"}, 64, "", kUsage}, {{}, 64, "", kUsage}, {{"-c"}, 64, "", kUsage},
-        {{"-c101 0"}, 64, "", kUsage}, {groups(65, "101 0"), 64, "", kUsage},
-        {groups(64, "99"), 65, "", line(64, "unknown id=99")},
-        {{"-c", "101 0", ""}, 66, "", line(2, "invalid length")},
-        {{"-c", " \t "}, 66, "", line(1, "missing command id")},
-        {{"-c", "101 2147483648"}, 66, "", line(1, "integer overflow")},
-        {{"-c", "101 0", "101 x", "101 0"}, 66, "", line(2, "only decimal integers and space/Tab are accepted")},
-        {{"-c", "101 0", "103 8000 2", "201 1"}, 66, "", line(2, "id=103 validation: fan enable must be 0 or 1")},
-    };
-    for (const auto& c : cases) {
-        for (unsigned int euid : {0U, 1000U}) {
-            SCOPED_TRACE(::testing::PrintToString(c.args) + " as " + std::to_string(euid));
-            const bool answered = euid == 0 || c.status == 0;
-            Batch batch;
-            EXPECT_EQ(batch.run(c.args, euid), answered ? c.status : 67);
-            EXPECT_EQ(batch.out.str() + "|" + batch.err.str(), answered ? c.out + "|" + c.err : "|" + std::string(kPermission));
-            EXPECT_TRUE(batch.io.calls.empty());
+    std::vector<std::pair<Args, std::string>> cases = {{{"-h"}, "0|" + help + "|"}, {{"--help"}, "0|" + help + "|"}};
+    std::istringstream rows(testing::readFile(ZEL_TEST_DATA_DIR "/dispatch/diagnostics_golden.txt"));
+    for (std::string row; std::getline(rows, row);) {
+        const std::size_t tab = row.find('\t'), second = row.find('\t', tab + 1);
+        if (row[0] != '#') {
+            cases.emplace_back(split(row.substr(tab + 1, second - tab - 1)),
+                               row.substr(0, tab) + "||" + row.substr(second + 1) + "\n");
+        }
+    }
+    ASSERT_GT(cases.size(), 20U);
+    const std::string refused = cases[2].second, usage = cases[3].second;
+    cases.erase(cases.begin() + 2);
+    Args tooMany(66, "101 0"), most(65, "101 0");
+    tooMany[0] = most[0] = "-c";
+    most.back() = "99";
+    const std::string group256 = "105" + std::string(253, ' ');
+    cases.insert(cases.end(), {{tooMany, usage}, {most, "65||zel_exec: command[64] unknown id=99\n"},
+                               {{"-c", group256 + " "}, "66||zel_exec: command[1] invalid length\n"},
+                               {{"-c", group256}, "66||zel_exec: command[1] id=105 validation: wrong parameter count\n"}});
+    for (const auto& [args, shown] : cases) {
+        for (const unsigned int euid : {0U, 1000U}) {
+            SCOPED_TRACE(::testing::PrintToString(args) + " as " + std::to_string(euid));
+            const Outcome run(args, euid);
+            EXPECT_EQ(run.shown, euid == 0 || shown[0] == '0' ? shown : refused);
+            EXPECT_EQ(run.io.log.size(), 0U);
         }
     }
 }
 
-TEST(Dispatch, RunsEveryGroupInOrderUntilTheFirstFailureAndKeepsWhatRan)
+const std::string kChip1 = "pwm/pwmchip1: pwm0=exported; pwm/pwmchip1/pwm0: ";
+const std::string kChip2 = "; pwm/pwmchip2: pwm0=exported; pwm/pwmchip2/pwm0: ";
+const std::string kP5Fan = "pwm/pwmchip0: pwm1=exported; pwm/pwmchip0/pwm1: ";
+const std::string kFailed = "74||zel_exec: command[1] id=";
+
+// Every command's final effect at its limits, and where a failure stops it: groups run in order, the first
+// failure ends the batch, and what ran before it stays done.
+TEST(Dispatch, LeavesTheBoardAsEachCommandSaysAndStopsAtTheFirstFailure)
 {
-    Batch batch;
-    batch.io.pinctrlResults = {{0, "7=hi\n", "warn 7\n"}, {0, "21=lo\n", "warn 21"}};
-    batch.io.failCall = 4; // the second run of the repeated group
-    batch.io.failureText = "lock/truncate fanMode.config: Resource temporarily unavailable";
-    EXPECT_EQ(batch.run({"-c", "502", "201 1", "201 1", "202 4", "202 5"}), 74);
-    EXPECT_EQ(batch.out.str(), "7=hi\n21=lo\n");
-    EXPECT_EQ(batch.err.str(), "warn 7\nwarn 21" + line(3, "id=201 execution: " + batch.io.failureText));
-    EXPECT_EQ(batch.io.calls, (Args{"pinctrl get 7", "pinctrl get 21", "writeConfig /etc/zel fanMode.config 1",
-                                    "writeConfig /etc/zel fanMode.config 1"}));
+    const struct {
+        const char *args, *failing;
+        std::string shown, state;
+        std::map<std::string, CommandResult> replies = {};
+    } cases[] = {
+        {"-c|101 0|101 255000", "", "0||", "pwm/pwmchip0/pwm1: duty_cycle=255000"},
+        {"-c|104 50000", "", "0||", kChip1 + "duty_cycle=50000 enable=1 period=50000 polarity=normal" + kChip2 +
+                                        "duty_cycle=50000 enable=1 period=50000 polarity=normal"},
+        {"-c|104 0", "/sys/class/pwm/pwmchip2/pwm0", kFailed + "104 execution: /sys/class/pwm/pwmchip2/pwm0 failed\n",
+         kChip1 + "duty_cycle=0 enable=1 period=50000 polarity=normal"},
+        {"-c|102 9", "/sys/class/pwm/pwmchip1/pwm0/period",
+         kFailed + "102 execution: /sys/class/pwm/pwmchip1/pwm0/period failed\n", "pwm/pwmchip1: pwm0=exported"},
+        {"-c|102 9", "/sys/class/pwm/pwmchip1/pwm0/polarity",
+         kFailed + "102 execution: /sys/class/pwm/pwmchip1/pwm0/polarity failed\n", kChip1 + "period=255000"},
+        {"-c|102 9", "/sys/class/pwm/pwmchip2/pwm0/duty_cycle",
+         kFailed + "102 execution: /sys/class/pwm/pwmchip2/pwm0/duty_cycle failed\n",
+         kChip1 + "duty_cycle=9 enable=1 period=255000 polarity=normal" + kChip2 + "period=255000 polarity=normal"},
+        {"-c|103 8000 1", "", "0||", kP5Fan + "duty_cycle=8000 enable=1 period=40000"},
+        {"-c|103 40000 0", "", "0||", kP5Fan + "duty_cycle=40000 enable=0 period=40000"},
+        {"-c|105 1|105 5", "", "0||", "thermal/cooling_device0: cur_state=5; thermal/cooling_device1: cur_state=5"},
+        {"-c|201 0|201 1|202 0|202 6", "", "0||", "/etc/zel: fanLevel.config=6 fanMode.config=1"},
+        {"-c|301 255|303 255", "", "0||", "backlight/backlight: brightness=255; hwmon/hwmon0: pwm1=255"},
+        {"-c|302 0 0|302 255000 255", "", "0||",
+         "/etc/device: black.config=BRIGHTNESS=255; pwm/pwmchip0/pwm0: duty_cycle=255000 period=255000"},
+        {"-c|401 0|402 60000|403 7", "", "0|buzz\nbuzz\nbuzz\n|", "motor=403 7"},
+        {"-c|502|501 1", "", "0|7 hi\n|warn 21", "", {{"get 7", {0, "7 hi\n", ""}}, {"get 21", {0, "", "warn 21"}}}},
+        {"-c|201 1|501 1", "", "74|out 21\n|zel_exec: command[2] id=501 execution: bad 21\npinctrl exit=70\n",
+         "/etc/zel: fanMode.config=1", {{"set 21 op dh", {70, "out 21\n", "bad 21\n"}}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.args) + " failing " + c.failing);
+        const Outcome run(split(c.args), 0, c.replies, c.failing);
+        EXPECT_EQ(run.shown + "|" + run.state(), c.shown + "|" + c.state);
+    }
 }
 
-TEST(Dispatch, LetsHandlerExceptionsReachTheCallerAfterEarlierCommandsRan)
+// The PWM rules: a channel's period before its duty, polarity while it is off, enable last; the P5 fan off and
+// zeroed before its new period; the second chip only once the first is done. The power lines: 7, then 21.
+TEST(Dispatch, KeepsTheOrderTheHardwareNeeds)
 {
-    Batch batch;
-    batch.io.failCall = 3;
-    batch.io.failureThrows = true;
-    EXPECT_THROW(batch.run({"-c", "105 3", "201 1", "105 4"}), std::runtime_error);
-    EXPECT_EQ(batch.err.str(), "");
-    EXPECT_EQ(batch.io.calls, (Args{"writeSysfs /sys/class/thermal/cooling_device0/cur_state 3",
-                                    "writeSysfs /sys/class/thermal/cooling_device1/cur_state 3",
-                                    "writeConfig /etc/zel fanMode.config 1"}));
+    const std::pair<const char*, std::string> cases[] = {
+        {"-c|104 7", "/sys/class/pwm/pwmchip1/pwm0=exported period=50000 polarity=normal duty_cycle=7 enable=1 "
+                     "/sys/class/pwm/pwmchip2/pwm0=exported period=50000 polarity=normal duty_cycle=7 enable=1"},
+        {"-c|103 9000 1", "/sys/class/pwm/pwmchip0/pwm1=exported enable=0 duty_cycle=0 period=40000 "
+                          "duty_cycle=9000 enable=1"},
+        {"-c|501 1|501 0|502", "pinctrl=set 7 op dh pinctrl=set 21 op dh pinctrl=set 7 op dl pinctrl=set 21 op dl "
+                               "pinctrl=get 7 pinctrl=get 21"},
+    };
+    for (const auto& [args, want] : cases) {
+        SCOPED_TRACE(args);
+        std::string log, channel = "-"; // a channel's nodes by name after the line that exported it
+        for (const std::string& entry : Outcome(split(args), 0).io.log) {
+            log += (log.empty() ? "" : " ") + entry.substr(entry.rfind(channel + "/", 0) == 0 ? channel.size() + 1 : 0);
+            channel = entry.find("=exported") == std::string::npos ? channel : entry.substr(0, entry.find('='));
+        }
+        EXPECT_EQ(log, want);
+    }
 }
 
 } // namespace

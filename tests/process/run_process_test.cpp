@@ -1,17 +1,17 @@
 #include "process/run_process.hpp"
-#include "support/sandbox.hpp"
+#include "support/files.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <csignal>
 #include <chrono>
-#include <filesystem>
+#include <csignal>
 #include <set>
 #include <thread>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 namespace zel {
@@ -20,13 +20,18 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 
-// Argument zero, the environment, what standard input is and the shell's own
-// descriptors, then standard input read to its end.
-constexpr char kProbe[] = "echo \"$0\"; tr '\\0' '\\n' </proc/$$/environ; readlink /proc/$$/fd/0; "
-                          "ls /proc/$$/fd; cat; echo err >&2";
+std::string shown(const CommandResult& result)
+{
+    return std::to_string(result.exitCode) + "|" + result.output + "|" + result.error;
+}
 
-// Besides 0, 1 and 2 the child may hold only what this process hands to
-// every program it starts (a test harness may leak some).
+// Argument zero, the environment, standard input and the shell's own descriptors, then standard input read to
+// its end. Besides 0, 1 and 2 the child may hold only what this process hands to every program it starts.
+CommandResult probe()
+{
+    return runProcess("/bin/sh", {"-c", "echo $0; xargs -0n1 </proc/$$/environ; readlink /proc/$$/fd/0; ls /proc/$$/fd; "
+                                        "cat; echo e >&2"}, 2000);
+}
 std::string probeOutput()
 {
     std::set<std::string> inherited{"0", "1", "2"}; // sorted as ls sorts them
@@ -35,98 +40,122 @@ std::string probeOutput()
             inherited.insert(entry.path().filename());
         }
     }
-    std::string seen = "/bin/sh\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\nLC_ALL=C\n/dev/null\n";
+    std::string seen = "0|/bin/sh\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\nLC_ALL=C\n/dev/null\n";
     for (const std::string& fd : inherited) {
         seen += fd + "\n";
     }
-    return seen;
+    return seen + "|e\n";
 }
 
 // Every run must leave this process as it found it: no descriptor and no child.
 class RunProcess : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_NE(::mkdtemp(dir_.data()), nullptr); }
     void TearDown() override
     {
         EXPECT_EQ(testing::openDescriptorCount(), descriptors_);
         ::prctl(PR_SET_CHILD_SUBREAPER, 0);
         EXPECT_TRUE(::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a child was left unreaped";
-        fs::remove_all(dir_);
     }
     std::string script(const std::string& body, mode_t mode = 0700)
     {
-        const std::string path = dir_ + "/" + std::to_string(++scripts_);
+        const std::string path = dir_.path + "/" + std::to_string(++scripts_);
         EXPECT_TRUE(testing::writeFile(path, "#!/bin/sh\n" + body + "\n", mode));
         return path;
     }
-
-    const int descriptors_ = testing::openDescriptorCount();
-    std::string dir_ = "/tmp/zel_run_process_XXXXXX";
+    const long descriptors_ = testing::openDescriptorCount();
+    testing::TempDirectory dir_;
     int scripts_ = 0;
 };
 
 TEST_F(RunProcess, RefusesInvalidInvocationsWithoutStartingAnything)
 {
-    const std::string marker = dir_ + "/started", program = script("touch " + marker), nul(1, '\0');
+    const std::string marker = dir_.path + "/started", program = script("touch " + marker);
+    const std::string nul(1, '\0');
     const struct { std::string program, arg; int timeoutMs; } cases[] = {
         {"", "", 1000}, {"bin/sh", "", 1000}, {program + nul, "", 1000}, {program, "", 0}, {program, "", -1},
         {program, "b" + nul + "c", 1000},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.program + " within " + std::to_string(c.timeoutMs));
-        const CommandResult result = runProcess(c.program, {"a", c.arg}, c.timeoutMs);
-        EXPECT_EQ(std::to_string(result.exitCode) + " " + result.output + result.error,
-                  c.arg.empty() ? "70 invalid process invocation\n" : "70 NUL in process argument\n");
+        EXPECT_EQ(shown(runProcess(c.program, {"a", c.arg}, c.timeoutMs)),
+                  c.arg.empty() ? "70||invalid process invocation\n" : "70||NUL in process argument\n");
         EXPECT_FALSE(fs::exists(marker));
     }
 }
 
-// The second run starts with a standard input that must not reach the child
-// and with 1 and 2 closed, so that the first pipe is made on those numbers.
-TEST_F(RunProcess, ChildSeesFixedEnvironmentFullArgumentZeroEmptyInputAndNoStrayDescriptor)
+// In a child of its own, each case first gets a standard input that must not reach the program: a pipe with
+// text whose writer has gone. Then the listed descriptors are closed, so that the pipes or the program's
+// /dev/null are made on those numbers; the fourth cannot move the pipes above 2, the fifth has no room for the
+// second pipe and the sixth may not fork: each must give back every descriptor it took.
+TEST_F(RunProcess, ChildSeesFixedEnvironmentArgumentZeroEmptyInputAndNoStrayDescriptor)
 {
-    const CommandResult result = runProcess("/bin/sh", {"-c", kProbe}, 2000);
-    EXPECT_EQ(std::to_string(result.exitCode) + "|" + result.output + "|" + result.error,
-              "0|" + probeOutput() + "|err\n");
-    ZEL_RUN_IN_SANDBOX([] {
-        const int input = ::open("/proc/version", O_RDONLY | O_CLOEXEC);
-        ::dup2(input, 0);
-        ::close(input);
-        ::close(1);
-        ::close(2);
-        const CommandResult result = runProcess("/bin/sh", {"-c", kProbe}, 2000);
-        return testing::mismatch(std::to_string(result.exitCode) + "|" + result.output + "|" + result.error,
-                                 "0|" + probeOutput() + "|err\n");
-    });
+    const struct { std::string closed; int room; uid_t user; std::string want; } cases[] = {
+        {"", 64, 0, ""},
+        {"012", 64, 0, ""},
+        {"2", 64, 0, ""},
+        {"012", 0, 0, "pipe: Invalid argument"}, // no number above 2 to move to
+        {"", 2, 0, "pipe: Too many open files"},
+        {"", 64, 65534, "fork: Resource temporarily unavailable"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE("closed " + c.closed + ", " + std::to_string(c.room) + " free, as " + std::to_string(c.user));
+        if (c.user != 0 && ::geteuid() != 0) {
+            continue;
+        }
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            int input[2];
+            if (::pipe(input) != 0) {
+                ::_exit(4);
+            }
+            ::dup2(input[0], 0);
+            ::close(input[0]);
+            ::close(::write(input[1], "leak\n", 5) > 0 ? input[1] : -1);
+            int top = 0;
+            for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
+                top = std::max(top, std::stoi(entry.path().filename()));
+            }
+            while (c.closed.empty() && ::open("/dev/null", O_RDONLY | O_CLOEXEC) < top) { // no hole below the top
+            }
+            for (const char fd : c.closed) {
+                ::close(fd - '0');
+            }
+            const std::string expected = c.want.empty() ? probeOutput() : "70||" + c.want + "\n";
+            const long descriptors = testing::openDescriptorCount();
+            const rlim_t limit = c.room == 0 ? 3 : static_cast<rlim_t>(top + 2 + c.room);
+            const rlimit files{limit, limit}, noProcess{0, 0};
+            const bool limited = ::setrlimit(RLIMIT_NOFILE, &files) == 0 &&
+                                 (c.user == 0 || (::setrlimit(RLIMIT_NPROC, &noProcess) == 0 &&
+                                                  ::setuid(c.user) == 0 && ::prctl(PR_SET_DUMPABLE, 1) == 0));
+            const std::string got = shown(probe());
+            ::_exit(!limited ? 3 : got != expected ? 1 : testing::openDescriptorCount() != descriptors ? 2 : 0);
+        }
+        int status = -1;
+        ::waitpid(pid, &status, 0);
+        EXPECT_EQ(status, 0) << "1: wrong result, 2: descriptors left, 3: cannot set limits";
+    }
 }
 
 TEST_F(RunProcess, SeparatesStreamsAndDecodesEveryEnding)
 {
-    const std::string missing = dir_ + "/missing";
-    const std::string notExecutable = script("exit 0", 0400);
-    const std::string exits127 = script("echo partial; echo oops >&2; exit 127");
-    const std::string mebibyte(1048576, '\0');
-    const struct { std::string program; int exitCode; std::string output, error; } cases[] = {
-        {script("echo o1; echo e1 >&2; echo o2; echo e2 >&2"), 0, "o1\no2\n", "e1\ne2\n"},
-        {script("printf x; exit 3"), 3, "x", ""},
-        {script("exit 255"), 255, "", ""},
-        {script("echo bye >&2; kill -TERM $$"), 143, "", "bye\n"},
-        {script("kill -KILL $$"), 137, "", ""},
-        {exits127, 127, "partial\n", "oops\nprogram: " + exits127 + "\n"},
-        {missing, 127, "", "cannot execute fixed program\nprogram: " + missing + "\n"},
-        {notExecutable, 127, "", "cannot execute fixed program\nprogram: " + notExecutable + "\n"},
+    const std::string missing = dir_.path + "/missing", notExecutable = script("exit 0", 0400);
+    const std::string exits127 = script("echo partial; echo oops >&2; exit 127"), half(524288, '\0');
+    const struct { std::string program, shown; } cases[] = {
+        {script("echo o1; echo e1 >&2; echo o2; echo e2 >&2"), "0|o1\no2\n|e1\ne2\n"},
+        {script("printf x; exit 3"), "3|x|"},
+        {script("echo bye >&2; kill -TERM $$"), "143||bye\n"},
+        {exits127, "127|partial\n|oops\nprogram: " + exits127 + "\n"},
+        {missing, "127||cannot execute fixed program\nprogram: " + missing + "\n"},
+        {notExecutable, "127||cannot execute fixed program\nprogram: " + notExecutable + "\n"},
         // The child is reaped long before its descendant lets go of the pipes.
-        {script("(sleep 0.3; echo late; echo warn >&2) & exit 4"), 4, "late\n", "warn\n"},
-        {script("head -c 1048576 /dev/zero"), 0, mebibyte, ""},
-        {script("head -c 524288 /dev/zero; head -c 524288 /dev/zero >&2"), 0, mebibyte.substr(524288),
-         mebibyte.substr(524288)},
+        {script("(sleep 0.3; echo late; echo warn >&2) & exit 4"), "4|late\n|warn\n"},
+        {script("exec 2>&-; sleep 0.1; echo out"), "0|out\n|"},
+        {script("head -c 524288 /dev/zero; head -c 524288 /dev/zero >&2"), "0|" + half + "|" + half},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.program);
-        const CommandResult result = runProcess(c.program, {}, 3000);
-        EXPECT_EQ(result.exitCode, c.exitCode);
-        EXPECT_TRUE(result.output == c.output) << result.output.size() << " bytes: " << result.output.substr(0, 80);
-        EXPECT_TRUE(result.error == c.error) << result.error.size() << " bytes: " << result.error.substr(0, 80);
+        const std::string got = shown(runProcess(c.program, {}, 3000));
+        EXPECT_TRUE(got == c.shown) << got.substr(0, 200);
     }
 }
 
@@ -153,8 +182,7 @@ TEST_F(RunProcess, KillsTheWholeProcessGroupAtTheDeadline)
         const CommandResult result = runProcess(script(body), {}, 200);
         const auto elapsed = std::chrono::steady_clock::now() - start;
         EXPECT_TRUE(elapsed >= milliseconds(200) && elapsed < milliseconds(1500));
-        EXPECT_EQ(result.exitCode, 70);
-        EXPECT_EQ(result.error, "process timed out\n");
+        EXPECT_EQ(std::to_string(result.exitCode) + " " + result.error, "70 process timed out\n");
         int status = 0;
         for (int tries = 0; tries < 100 && ::waitpid(std::stoi(result.output), &status, WNOHANG) == 0; ++tries) {
             std::this_thread::sleep_for(milliseconds(10));

@@ -1,48 +1,65 @@
 #pragma once
 
-#include "device/linux_device_io.hpp"
+#include "device/device_io.hpp"
 
-#include <chrono>
-#include <deque>
-#include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace zel::testing {
 
-// Records every device call as one line of text ("writeSysfs <path> <value>",
-// "ensurePwm <chip> <channel>", "writeConfig <directory> <file> <content>",
-// "motorPulse <id> <ms>", "pinctrl <arg>...") and can fail the Nth call, or throw there as the standard
-// library may deep inside a real device operation.
+// A board in memory. `state` holds what each sysfs node, settings file ("<directory>/<file>"), exported PWM
+// channel ("<chip>/pwm<n>": "exported") and the motor ("motor": "<id> <ms>") hold after the calls; `log` has
+// every call in order as "<key>=<value>". The call on the key `failing`, or the `failCall`th call, fails with
+// "<key> failed" and changes nothing. Pin-control runs answer from `replies`, looked up by their arguments
+// joined with spaces; any other run exits 0 silently, the `failCall`th exits 1.
 class FakeDeviceIo : public DeviceIo {
 public:
-    bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override;
-    bool ensurePwm(const std::string& chip, int channel, std::string& error) override;
-    bool writeConfig(const std::string& directory, const std::string& fileName, const std::string& content,
-                     std::string& error) override;
-    bool motorPulse(CommandId id, int durationMs, std::string& output, std::string& error) override;
-    CommandResult pinctrl(const std::vector<std::string>& args) override;
+    bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override
+    {
+        return apply(path, value, error);
+    }
+    bool ensurePwm(const std::string& chip, int channel, std::string& error) override
+    {
+        return apply(chip + "/pwm" + std::to_string(channel), "exported", error);
+    }
+    bool writeConfig(const std::string& directory, const std::string& file, const std::string& content,
+                     std::string& error) override
+    {
+        return apply(directory + "/" + file, content, error);
+    }
+    bool motorPulse(CommandId id, int durationMs, std::string& output, std::string& error) override
+    {
+        output += motorOutput;
+        return apply("motor", std::to_string(static_cast<int>(id)) + " " + std::to_string(durationMs), error);
+    }
+    CommandResult pinctrl(const std::vector<std::string>& args) override
+    {
+        std::string joined;
+        for (const std::string& arg : args) {
+            joined += (joined.empty() ? "" : " ") + arg;
+        }
+        log.push_back("pinctrl=" + joined);
+        const auto reply = replies.find(joined);
+        return log.size() == failCall ? CommandResult{1, "", ""}
+                                      : reply == replies.end() ? CommandResult{0, "", ""} : reply->second;
+    }
 
-    std::vector<std::string> calls;
-    std::size_t failCall = 0;                 // 1-based number of the call to fail; 0 fails none
-    std::string failureText = "injected failure";
-    bool failureThrows = false;               // the failed call throws std::runtime_error instead
-    std::string motorOutput;                  // what motorPulse appends to its output
-    std::deque<CommandResult> pinctrlResults; // answers in order; exit 0 and no text once used up
+    std::map<std::string, std::string> state;
+    std::vector<std::string> log;
+    std::string failing;
+    std::size_t failCall = 0;
+    std::map<std::string, CommandResult> replies;
+    std::string motorOutput; // what a pulse prints
 
 private:
-    bool record(std::string call, std::string& error);
-};
-
-// The real device object with its sysfs writes recorded ("<path>=<value>\n") instead of made. The calls whose
-// numbers (counted from 1) appear in `failing` fail with "fail <number>"; `onWrite` plays the kernel's part.
-struct RecordingSysfsIo : LinuxDeviceIo {
-    bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override;
-
-    std::string failing;
-    std::function<void()> onWrite;
-    std::string writes;
-    std::vector<std::chrono::steady_clock::time_point> times;
+    bool apply(const std::string& key, const std::string& value, std::string& error)
+    {
+        log.push_back(key + "=" + value);
+        const bool fails = key == failing || log.size() == failCall;
+        (fails ? error : state[key]) = fails ? key + " failed" : value;
+        return !fails;
+    }
 };
 
 } // namespace zel::testing

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+// Small file helpers for the tests.
+namespace zel::testing {
+
+inline std::string readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+// Creates or replaces `path` with `content` and exactly `mode`, whatever the umask.
+inline bool writeFile(const std::string& path, const std::string& content, mode_t mode = 0644)
+{
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+    return readFile(path) == content && ::chmod(path.c_str(), mode) == 0;
+}
+
+inline long openDescriptorCount() // not counting the listing's own descriptor
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}) - 1;
+}
+
+// A fresh directory under /tmp, removed with everything in it at the end.
+struct TempDirectory {
+    char pattern[24] = "/tmp/zel-test-XXXXXX";
+    const std::string path = ::mkdtemp(pattern);
+    ~TempDirectory() { std::filesystem::remove_all(path); }
+};
+
+} // namespace zel::testing
