@@ -172,13 +172,16 @@ gap $REC 0.001 'set value=1' 'set value=0' 0 1500 => in range
 echo 131 >/sys/class/gpio/unexport
 z "401 10" => 74 [] [zel_exec: command[1] id=401 execution: open /sys/class/gpio/gpio131/direction: No such file or directory\n]
 echo 131 >/sys/class/gpio/export
-== motor-nx (403): PQ.06 through the GPIO character device, held by zel-motor, released
+== motor-nx (403): PQ.06 through the GPIO character device, held by zel-motor, released; refused while held elsewhere
 gpiofind PQ.06 | sed 's/^gpiochip[0-9]* /chip /' => chip 14
 z "403 250" => 0 [] [] gpio zel-pq 14 request; gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
 gap $REC 0.001 consumer=zel-motor 'set value=0' 250 1750 => in range
 z "403 0" => 0 [] [] gpio zel-pq 14 request; gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
 gap $REC 0.001 consumer=zel-motor 'set value=0' 0 1500 => in range
 grep -c zel-motor /sys/kernel/debug/gpio => 0
+set -- $(gpiofind PQ.06) && { gpioset -m signal "$1" "$2=0" >/dev/null 2>&1 & echo $! >/tmp/holder; } && sleep 1
+z "403 20" => 74 [] [zel_exec: command[1] id=403 execution: request PQ.06: Device or resource busy\n]
+kill $(cat /tmp/holder)
 == motor-p5 (402) through the pin-control program
 z "402 200" => 0 [] []
 calls => set 10 op dh; set 10 op dl
