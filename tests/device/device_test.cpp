@@ -1,6 +1,6 @@
 #include "device/gpio_locator.hpp"
 #include "device/linux_device_io.hpp"
-#include "support/files.hpp"
+#include "support/private_mounts.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +10,7 @@ namespace zel {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::Private;
 
 // The real device object with its sysfs writes logged ("<path>=<value>\n") and timed instead of made. The calls
 // whose numbers (from 1) appear in `failing` fail with "fail <number>"; `onWrite` plays the kernel.
@@ -59,7 +60,6 @@ TEST(SysfsWriter, WritesOnlyExistingSysfsNodesNotReachedThroughALinkAndClosesThe
         EXPECT_EQ(error + "|" + testing::readFile(c.path), c.error + "|" + before);
         EXPECT_EQ(testing::openDescriptorCount(), descriptors);
     }
-    EXPECT_FALSE(fs::exists(missing));
 }
 
 // Only the export write is played by the test, as the kernel would answer it; the waiting is the real thing:
@@ -104,7 +104,6 @@ TEST(MotorPulse, SysfsBackendSwitchesOnWaitsAndResetsEvenAfterAFailedOn)
     const struct { int id, durationMs; const char* failing; std::string shown; } cases[] = {
         {401, 60, "", pulse},
         {401, 1000, "", pulse},
-        {401, 0, "", pulse},
         {401, 60, "1", direction + "fail 1"},
         {401, 60, "2", pulse + "fail 2"},
         {401, 0, "3", pulse + " reset: fail 3"},
@@ -126,6 +125,30 @@ TEST(MotorPulse, SysfsBackendSwitchesOnWaitsAndResetsEvenAfterAFailedOn)
     }
 }
 
+// 402 runs the pin-control program for line 10 with dh (on), then dl (off), even when dh failed; 403 asks the
+// locator program where the line PQ.06 is before it opens that GPIO chip.
+TEST_F(Private, ProgramMotorsRunTheirFixedProgramsAndReportEveryFailureExactly)
+{
+    const std::string runs = "|set 10 op dh\nset 10 op dl\n|";
+    const struct { CommandId id; int ms; const char* answer; std::string want; } cases[] = { // result|log|out|err
+        {CommandId::MotorP5, 100, "echo \"$4\"", "1" + runs + "dh\ndl\n|-"},
+        {CommandId::MotorP5, 100, "[ $4 = dh ] || echo warn >&2", "1" + runs + "|- reset: warn\n"},
+        {CommandId::MotorP5, 0, "echo \"$4\"; [ $4 = dl ] || { echo on >&2; exit 2; }", "0" + runs + "dh\ndl\n|-on\npinctrl exit=2"},
+        {CommandId::MotorP5, 100, "[ $4 = dh ] || exit 1", "0" + runs + "|- reset: pinctrl exit=1"},
+        {CommandId::MotorNx, 0, "echo 'no line' >&2; exit 1", "0|PQ.06\n||gpiofind PQ.06 failed: no line\n"},
+        {CommandId::MotorNx, 0, "echo gpiochipA 1", "0|PQ.06\n||invalid GPIO chip"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.answer);
+        ASSERT_TRUE(testing::installProgram(c.id == CommandId::MotorP5 ? "/usr/bin/pinctrl" : "/usr/bin/gpiofind", c.answer));
+        std::string output, error = "-";
+        const auto start = std::chrono::steady_clock::now();
+        const bool pulsed = LinuxDeviceIo().motorPulse(c.id, c.ms, output, error);
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(c.ms)); // after a good "on"
+        EXPECT_EQ(std::to_string(pulsed) + "|" + testing::shownFile("/mnt/log") + "|" + output + "|" + error, c.want);
+    }
+}
+
 // The token and length tests come before the character tests, so a bad length wins over a bad character
 // and the chip over the offset.
 TEST(GpioLocator, AcceptsOrRefusesEachLocatorOutputAsTheTableSays)
@@ -137,7 +160,7 @@ TEST(GpioLocator, AcceptsOrRefusesEachLocatorOutputAsTheTableSays)
         {"gpiochip 1", "invalid gpiofind output"}, {"gpiochip123456789 1", "invalid gpiofind output"},
         {"gpiochipA 123456", "invalid gpiofind output"}, {"gpiochipA 1", "invalid GPIO chip"},
         {"gpiochip0/ 1", "invalid GPIO chip"}, {"gpiochip: 1", "invalid GPIO chip"},
-        {"gpiochip0 +1", "invalid GPIO offset"}, {"gpiochip0 1:", "invalid GPIO offset"},
+        {"gpiochip0 1:", "invalid GPIO offset"},
     };
     for (const auto& [output, outcome] : cases) {
         SCOPED_TRACE(std::string("output \"") + output + "\"");

@@ -7,11 +7,9 @@
 #include <chrono>
 #include <csignal>
 #include <set>
-#include <thread>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 
 namespace zel {
@@ -25,28 +23,6 @@ std::string shown(const CommandResult& result)
     return std::to_string(result.exitCode) + "|" + result.output + "|" + result.error;
 }
 
-// Argument zero, the environment, standard input and the shell's own descriptors, then standard input read to
-// its end. Besides 0, 1 and 2 the child may hold only what this process hands to every program it starts.
-CommandResult probe()
-{
-    return runProcess("/bin/sh", {"-c", "echo $0; xargs -0n1 </proc/$$/environ; readlink /proc/$$/fd/0; ls /proc/$$/fd; "
-                                        "cat; echo e >&2"}, 2000);
-}
-std::string probeOutput()
-{
-    std::set<std::string> inherited{"0", "1", "2"}; // sorted as ls sorts them
-    for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
-        if (::fcntl(std::stoi(entry.path().filename()), F_GETFD) == 0) {
-            inherited.insert(entry.path().filename());
-        }
-    }
-    std::string seen = "0|/bin/sh\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\nLC_ALL=C\n/dev/null\n";
-    for (const std::string& fd : inherited) {
-        seen += fd + "\n";
-    }
-    return seen + "|e\n";
-}
-
 // Every run must leave this process as it found it: no descriptor and no child.
 class RunProcess : public ::testing::Test {
 protected:
@@ -56,10 +32,10 @@ protected:
         ::prctl(PR_SET_CHILD_SUBREAPER, 0);
         EXPECT_TRUE(::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a child was left unreaped";
     }
-    std::string script(const std::string& body, mode_t mode = 0700)
+    std::string script(const std::string& body)
     {
         const std::string path = dir_.path + "/" + std::to_string(++scripts_);
-        EXPECT_TRUE(testing::writeFile(path, "#!/bin/sh\n" + body + "\n", mode));
+        EXPECT_TRUE(testing::writeFile(path, "#!/bin/sh\n" + body + "\n", 0700));
         return path;
     }
     const long descriptors_ = testing::openDescriptorCount();
@@ -69,11 +45,9 @@ protected:
 
 TEST_F(RunProcess, RefusesInvalidInvocationsWithoutStartingAnything)
 {
-    const std::string marker = dir_.path + "/started", program = script("touch " + marker);
-    const std::string nul(1, '\0');
+    const std::string marker = dir_.path + "/started", program = script("touch " + marker), nul(1, '\0');
     const struct { std::string program, arg; int timeoutMs; } cases[] = {
-        {"", "", 1000}, {"bin/sh", "", 1000}, {program + nul, "", 1000}, {program, "", 0}, {program, "", -1},
-        {program, "b" + nul + "c", 1000},
+        {"bin/sh", "", 1000}, {program + nul, "", 1000}, {program, "", 0}, {program, "b" + nul + "c", 1000},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.program + " within " + std::to_string(c.timeoutMs));
@@ -84,69 +58,56 @@ TEST_F(RunProcess, RefusesInvalidInvocationsWithoutStartingAnything)
 }
 
 // In a child of its own, each case first gets a standard input that must not reach the program: a pipe with
-// text whose writer has gone. Then the listed descriptors are closed, so that the pipes or the program's
-// /dev/null are made on those numbers; the fourth cannot move the pipes above 2, the fifth has no room for the
-// second pipe and the sixth may not fork: each must give back every descriptor it took.
+// text. Then the listed descriptors are closed, so that the pipes or the program's /dev/null are made on those
+// numbers. The program shows argument zero, its environment, standard input and its descriptors, then reads
+// standard input to its end: besides 0, 1 and 2 it may hold only what this process hands to every program.
 TEST_F(RunProcess, ChildSeesFixedEnvironmentArgumentZeroEmptyInputAndNoStrayDescriptor)
 {
-    const struct { std::string closed; int room; uid_t user; std::string want; } cases[] = {
-        {"", 64, 0, ""},
-        {"012", 64, 0, ""},
-        {"2", 64, 0, ""},
-        {"012", 0, 0, "pipe: Invalid argument"}, // no number above 2 to move to
-        {"", 2, 0, "pipe: Too many open files"},
-        {"", 64, 65534, "fork: Resource temporarily unavailable"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE("closed " + c.closed + ", " + std::to_string(c.room) + " free, as " + std::to_string(c.user));
-        if (c.user != 0 && ::geteuid() != 0) {
-            continue;
-        }
+    for (const std::string closed : {"", "012", "2"}) {
+        SCOPED_TRACE("closed " + closed);
         const pid_t pid = ::fork();
         if (pid == 0) {
             int input[2];
-            if (::pipe(input) != 0) {
-                ::_exit(4);
+            if (::pipe(input) != 0 || ::write(input[1], "leak\n", 5) != 5 || ::dup2(input[0], 0) != 0) {
+                ::_exit(3);
             }
-            ::dup2(input[0], 0);
             ::close(input[0]);
-            ::close(::write(input[1], "leak\n", 5) > 0 ? input[1] : -1);
-            int top = 0;
-            for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
-                top = std::max(top, std::stoi(entry.path().filename()));
-            }
-            while (c.closed.empty() && ::open("/dev/null", O_RDONLY | O_CLOEXEC) < top) { // no hole below the top
-            }
-            for (const char fd : c.closed) {
+            ::close(input[1]);
+            for (const char fd : closed) {
                 ::close(fd - '0');
             }
-            const std::string expected = c.want.empty() ? probeOutput() : "70||" + c.want + "\n";
+            std::set<std::string> inherited{"0", "1", "2"}; // sorted as ls sorts them
+            for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
+                if (::fcntl(std::stoi(entry.path().filename()), F_GETFD) == 0) {
+                    inherited.insert(entry.path().filename());
+                }
+            }
+            std::string expected = "0|/bin/sh\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\nLC_ALL=C\n/dev/null\n";
+            for (const std::string& fd : inherited) {
+                expected += fd + "\n";
+            }
             const long descriptors = testing::openDescriptorCount();
-            const rlim_t limit = c.room == 0 ? 3 : static_cast<rlim_t>(top + 2 + c.room);
-            const rlimit files{limit, limit}, noProcess{0, 0};
-            const bool limited = ::setrlimit(RLIMIT_NOFILE, &files) == 0 &&
-                                 (c.user == 0 || (::setrlimit(RLIMIT_NPROC, &noProcess) == 0 &&
-                                                  ::setuid(c.user) == 0 && ::prctl(PR_SET_DUMPABLE, 1) == 0));
-            const std::string got = shown(probe());
-            ::_exit(!limited ? 3 : got != expected ? 1 : testing::openDescriptorCount() != descriptors ? 2 : 0);
+            const std::string got = shown(runProcess(
+                "/bin/sh", {"-c", "echo $0; xargs -0n1 </proc/$$/environ; readlink /proc/$$/fd/0; ls /proc/$$/fd; cat; "
+                                  "echo e >&2"}, 2000));
+            ::_exit(got != expected + "|e\n" ? 1 : testing::openDescriptorCount() != descriptors ? 2 : 0);
         }
         int status = -1;
         ::waitpid(pid, &status, 0);
-        EXPECT_EQ(status, 0) << "1: wrong result, 2: descriptors left, 3: cannot set limits";
+        EXPECT_EQ(status, 0) << "1: wrong result, 2: descriptors left, 3: no piped input";
     }
 }
 
-TEST_F(RunProcess, SeparatesStreamsAndDecodesEveryEnding)
+TEST_F(RunProcess, SeparatesStreamsDecodesEveryEndingAndStopsBeyondOneMebibyte)
 {
-    const std::string missing = dir_.path + "/missing", notExecutable = script("exit 0", 0400);
-    const std::string exits127 = script("echo partial; echo oops >&2; exit 127"), half(524288, '\0');
+    const std::string missing = dir_.path + "/missing", half(524288, '\0');
+    const std::string exits127 = script("echo partial; echo oops >&2; exit 127");
     const struct { std::string program, shown; } cases[] = {
         {script("echo o1; echo e1 >&2; echo o2; echo e2 >&2"), "0|o1\no2\n|e1\ne2\n"},
         {script("printf x; exit 3"), "3|x|"},
         {script("echo bye >&2; kill -TERM $$"), "143||bye\n"},
         {exits127, "127|partial\n|oops\nprogram: " + exits127 + "\n"},
         {missing, "127||cannot execute fixed program\nprogram: " + missing + "\n"},
-        {notExecutable, "127||cannot execute fixed program\nprogram: " + notExecutable + "\n"},
         // The child is reaped long before its descendant lets go of the pipes.
         {script("(sleep 0.3; echo late; echo warn >&2) & exit 4"), "4|late\n|warn\n"},
         {script("exec 2>&-; sleep 0.1; echo out"), "0|out\n|"},
@@ -157,18 +118,12 @@ TEST_F(RunProcess, SeparatesStreamsAndDecodesEveryEnding)
         const std::string got = shown(runProcess(c.program, {}, 3000));
         EXPECT_TRUE(got == c.shown) << got.substr(0, 200);
     }
-}
-
-TEST_F(RunProcess, StopsCollectingOneByteBeyondOneMebibyteOverBothStreams)
-{
+    // One byte more, over both streams: what was read so far is kept, then the reason.
     const std::string limit = "process output limit exceeded\n";
-    for (const char* body : {"head -c 1048577 /dev/zero", "head -c 524288 /dev/zero; head -c 524289 /dev/zero >&2"}) {
-        SCOPED_TRACE(body);
-        const CommandResult result = runProcess(script(body), {}, 3000);
-        EXPECT_EQ(result.exitCode, 70);
-        EXPECT_LE(result.output.size() + result.error.size(), 1048576 + limit.size());
-        EXPECT_EQ(result.error.substr(result.error.size() - std::min(result.error.size(), limit.size())), limit);
-    }
+    const CommandResult over = runProcess(script("head -c 524288 /dev/zero; head -c 524289 /dev/zero >&2"), {}, 3000);
+    EXPECT_EQ(over.exitCode, 70);
+    EXPECT_LE(over.output.size() + over.error.size(), 1048576 + limit.size());
+    EXPECT_EQ(over.error.substr(over.error.size() - std::min(over.error.size(), limit.size())), limit);
 }
 
 TEST_F(RunProcess, KillsTheWholeProcessGroupAtTheDeadline)
@@ -184,9 +139,7 @@ TEST_F(RunProcess, KillsTheWholeProcessGroupAtTheDeadline)
         EXPECT_TRUE(elapsed >= milliseconds(200) && elapsed < milliseconds(1500));
         EXPECT_EQ(std::to_string(result.exitCode) + " " + result.error, "70 process timed out\n");
         int status = 0;
-        for (int tries = 0; tries < 100 && ::waitpid(std::stoi(result.output), &status, WNOHANG) == 0; ++tries) {
-            std::this_thread::sleep_for(milliseconds(10));
-        }
+        ::waitpid(std::stoi(result.output), &status, 0);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "descendant status " << status;
     }
 }

@@ -13,17 +13,23 @@ namespace zel::testing {
 
 inline std::string readFile(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
     std::ostringstream content;
-    content << file.rdbuf();
+    content << std::ifstream(path, std::ios::binary).rdbuf();
     return content.str();
+}
+
+// What a settings file or log shows: its content, "" for a directory, "(none)" when nothing is there.
+inline std::string shownFile(const std::string& path)
+{
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) != 0 ? "(none)" : readFile(path);
 }
 
 // Creates or replaces `path` with `content` and exactly `mode`, whatever the umask.
 inline bool writeFile(const std::string& path, const std::string& content, mode_t mode = 0644)
 {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-    return readFile(path) == content && ::chmod(path.c_str(), mode) == 0;
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    return (file << content).flush() && ::chmod(path.c_str(), mode) == 0;
 }
 
 inline long openDescriptorCount() // not counting the listing's own descriptor

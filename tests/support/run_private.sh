@@ -1,8 +1,8 @@
 #!/bin/sh
-# Runs the tests that need their own /etc and /usr/bin inside a private mount namespace: a scratch tmpfs on
-# /mnt and /usr/bin as an overlay whose changes land there, so nothing reaches the machine. The tests mount
+# Runs the Private tests, which need their own /etc and /usr/bin, in a private mount namespace: a scratch tmpfs
+# on /mnt and /usr/bin as an overlay whose changes land there, so nothing reaches the machine. The tests mount
 # their own empty /etc on top of the real one. Exits 77 (skipped) where such a namespace is not permitted.
-# Usage: run.sh [emulator...] test-program [arguments]
+# Usage: run_private.sh [emulator...] test-program [arguments]
 set -eu
 if [ "$(id -u)" != 0 ] || ! unshare -m true 2>/dev/null; then
   echo "private mount namespace not permitted here: the /etc and /usr/bin cases are skipped"
@@ -12,4 +12,4 @@ exec unshare -m --propagation private sh -euc '
   mount -t tmpfs -o mode=0755 tmpfs /mnt
   mkdir /mnt/upper /mnt/work
   mount -t overlay -o lowerdir=/usr/bin,upperdir=/mnt/upper,workdir=/mnt/work overlay /usr/bin
-  exec "$@"' run.sh "$@"
+  exec "$@"' run_private.sh "$@"
