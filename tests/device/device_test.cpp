@@ -70,7 +70,8 @@ TEST(PwmExport, ExportsOnlyWhenNeededAndWaitsABoundedTimeForTheChannel)
     for (const auto& c : cases) {
         SCOPED_TRACE("case " + std::to_string(&c - cases));
         fs::remove(channel);
-        ASSERT_TRUE(c.before == '-' || (c.before == 'f' ? testing::writeFile(channel, "") : fs::create_directory(channel)));
+        ASSERT_TRUE(c.before == '-' ||
+                    (c.before == 'f' ? testing::writeFile(channel, "") : fs::create_directory(channel)));
         RecordingSysfsIo io;
         io.failing = c.failing;
         io.onWrite = c.kernelCreates ? +[] { fs::create_directory(chip.path + "/pwm1"); } : nullptr;
@@ -89,8 +90,8 @@ TEST(PwmExport, ExportsOnlyWhenNeededAndWaitsABoundedTimeForTheChannel)
 // program for line 10 with dh, then dl; 403 asks the locator program where PQ.06 is before it opens that chip.
 TEST_F(Private, MotorPulseSwitchesOffWhateverHappensAndReportsEveryFailureExactly)
 {
-    const std::string gpio = "/sys/class/gpio/gpio131/", on = gpio + "direction=out\n" + gpio + "value=1\n";
-    const std::string pulse = on + gpio + "value=0\n", runs = "set 10 op dh\nset 10 op dl\n";
+    const std::string gpio = "/sys/class/gpio/gpio131/", runs = "set 10 op dh\nset 10 op dl\n";
+    const std::string pulse = gpio + "direction=out\n" + gpio + "value=1\n" + gpio + "value=0\n";
     const struct { int id, ms; const char *failing, *answer; std::string want; } cases[] = { // pulsed|log|out|err
         {401, 1000, "", "", "1|" + pulse + "||-"},
         {401, 0, "1", "", "0|" + gpio + "direction=out\n||fail 1"},
@@ -100,7 +101,8 @@ TEST_F(Private, MotorPulseSwitchesOffWhateverHappensAndReportsEveryFailureExactl
         {501, 0, "", "", "0|||unknown motor backend"},
         {402, 100, "", "echo \"$4\"", "1|" + runs + "|dh\ndl\n|-"},
         {402, 100, "", "[ $4 = dh ] || echo warn >&2", "1|" + runs + "||- reset: warn\n"},
-        {402, 0, "", "echo \"$4\"; [ $4 = dl ] || { echo on >&2; exit 2; }", "0|" + runs + "|dh\ndl\n|-on\npinctrl exit=2"},
+        {402, 0, "", "echo \"$4\"; [ $4 = dl ] || { echo on >&2; exit 2; }",
+         "0|" + runs + "|dh\ndl\n|-on\npinctrl exit=2"},
         {402, 100, "", "[ $4 = dh ] || exit 1", "0|" + runs + "||- reset: pinctrl exit=1"},
         {403, 0, "", "echo 'no line' >&2; exit 1", "0|PQ.06\n||gpiofind PQ.06 failed: no line\n"},
         {403, 0, "", "echo gpiochipA 1", "0|PQ.06\n||invalid GPIO chip"},

@@ -45,7 +45,8 @@ TEST(RunProcess, PassesOnBothStreamsAndHowTheProgramEndedOrRefusesToStartIt)
     }
     // One byte more over both streams: what was read so far is kept, then the reason.
     const std::string limit = "process output limit exceeded\n";
-    const CommandResult over = runProcess("/bin/sh", {"-c", "head -c 524288 /dev/zero; head -c 524289 /dev/zero >&2"}, 3000);
+    const CommandResult over =
+        runProcess("/bin/sh", {"-c", "head -c 524288 /dev/zero; head -c 524289 /dev/zero >&2"}, 3000);
     EXPECT_EQ(over.exitCode, 70);
     EXPECT_LE(over.output.size() + over.error.size(), 1048576 + limit.size());
     EXPECT_EQ(over.error.substr(over.error.size() - std::min(over.error.size(), limit.size())), limit);
