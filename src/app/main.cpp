@@ -1,7 +1,9 @@
 #include "app/descriptor_buffer.hpp"
+#include "app/resource_limits.hpp"
 #include "device/linux_device_io.hpp"
 #include "dispatch/dispatch.hpp"
 #include "dispatch/exit_status.hpp"
+#include "process/stop_signal.hpp"
 
 #include <exception>
 #include <ostream>
@@ -10,17 +12,10 @@
 
 #include <unistd.h>
 
-int main(int argc, char** argv)
-{
-    // Standard output is held until the end, or until standard error is
-    // written: the error stream is tied to it, as std::cerr is to std::cout.
-    char outputSpace[8192];
-    zel::DescriptorBuffer outputBuffer(STDOUT_FILENO, outputSpace, sizeof outputSpace);
-    zel::DescriptorBuffer errorBuffer(STDERR_FILENO, nullptr, 0);
-    std::ostream out(&outputBuffer);
-    std::ostream err(&errorBuffer);
-    err.tie(&out);
+namespace {
 
+int runBatch(int argc, char** argv, std::ostream& out, std::ostream& err)
+{
     try {
         const std::vector<std::string> args(argc > 0 ? argv + 1 : argv, argv + argc);
         zel::LinuxDeviceIo io;
@@ -31,4 +26,26 @@ int main(int argc, char** argv)
         err << "zel_exec: unknown internal error\n";
     }
     return zel::kExitInternal;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    zel::resetResourceLimits();
+    zel::catchStopSignals();
+    // Standard output is held until the end, or until standard error is
+    // written: the error stream is tied to it, as std::cerr is to std::cout.
+    char outputSpace[8192];
+    zel::DescriptorBuffer outputBuffer(STDOUT_FILENO, outputSpace, sizeof outputSpace);
+    zel::DescriptorBuffer errorBuffer(STDERR_FILENO, nullptr, 0);
+    std::ostream out(&outputBuffer);
+    std::ostream err(&errorBuffer);
+    err.tie(&out);
+
+    const int status = runBatch(argc, argv, out, err);
+    // The caller of a stopped batch still sees the process killed by its signal.
+    out.flush();
+    zel::endIfStopRequested();
+    return status;
 }

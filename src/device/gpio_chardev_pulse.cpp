@@ -73,7 +73,7 @@ bool pulseGpioCharDevLine(int durationMs, std::string& error)
         return false;
     }
     chip.reset();
-    sleepMilliseconds(durationMs);
+    sleepUnlessStopped(durationMs);
     gpiohandle_data low{};
     if (::ioctl(line.get(), GPIOHANDLE_SET_LINE_VALUES_IOCTL, &low) != 0) {
         systemError("reset PQ.06", error);

@@ -20,7 +20,7 @@ bool pulseSysfsGpio(DeviceIo& io, int durationMs, std::string& error)
     }
     const bool on = io.writeSysfs(kGpio131Value, "1", error);
     if (on) {
-        sleepMilliseconds(durationMs);
+        sleepUnlessStopped(durationMs);
     }
     std::string resetError;
     const bool off = io.writeSysfs(kGpio131Value, "0", resetError);
@@ -34,7 +34,7 @@ bool pulsePinctrl(int durationMs, std::string& output, std::string& error)
 {
     const bool on = runPinctrl({"set", kP5MotorLine, "op", "dh"}, output, error);
     if (on) {
-        sleepMilliseconds(durationMs);
+        sleepUnlessStopped(durationMs);
     }
     std::string resetError;
     const bool off = runPinctrl({"set", kP5MotorLine, "op", "dl"}, output, resetError);

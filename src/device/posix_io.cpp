@@ -1,5 +1,7 @@
 #include "device/posix_io.hpp"
 
+#include "process/stop_signal.hpp"
+
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -34,9 +36,11 @@ bool writeAll(int fd, const std::string& data, std::string& error)
     return true;
 }
 
-void sleepMilliseconds(int durationMs)
+void sleepUnlessStopped(int durationMs)
 {
-    if (durationMs <= 0) {
+    // A signal between this test and the sleep's start still sleeps in full:
+    // a window of a few instructions, and the motor goes off at the end of it.
+    if (durationMs <= 0 || stopRequested()) {
         return;
     }
     const timespec duration{durationMs / 1000, static_cast<long>(durationMs % 1000) * 1000000L};

@@ -12,7 +12,8 @@ void systemError(const std::string& label, std::string& error);
 // Writes all of `data` to `fd`, going on after partial writes and signals.
 bool writeAll(int fd, const std::string& data, std::string& error);
 
-// Sleeps `durationMs` once; a signal may end the sleep early. No call for 0 or less.
-void sleepMilliseconds(int durationMs);
+// Sleeps `durationMs` once, or not at all for 0 or less or after a stop signal;
+// a signal ends the sleep early.
+void sleepUnlessStopped(int durationMs);
 
 } // namespace zel

@@ -4,6 +4,7 @@
 #include "dispatch/exit_status.hpp"
 #include "dispatch/group_parser.hpp"
 #include "dispatch/help_text.hpp"
+#include "process/stop_signal.hpp"
 
 #include <algorithm>
 
@@ -75,10 +76,12 @@ int prepareBatch(const std::vector<std::string>& args, std::ostream& err, std::v
     return kExitSuccess;
 }
 
-// Phase 2: in order, stopping at the first failure; what ran stays done.
+// Phase 2: in order, stopping at the first failure; what ran stays done. A
+// caller's stop signal ends the batch between two commands, never inside one;
+// the process then ends by that signal, so the status returned is never seen.
 int executeBatch(const std::vector<PreparedCommand>& prepared, DeviceIo& io, std::ostream& out, std::ostream& err)
 {
-    for (std::size_t index = 0; index < prepared.size(); ++index) {
+    for (std::size_t index = 0; index < prepared.size() && !stopRequested(); ++index) {
         const PreparedCommand& command = prepared[index];
         std::string error;
         if (!command.handler->execute(io, command.args, out, error)) {

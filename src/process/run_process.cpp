@@ -1,5 +1,6 @@
 #include "process/run_process.hpp"
 
+#include "process/stop_signal.hpp"
 #include "process/unique_fd.hpp"
 
 #include <array>
@@ -56,8 +57,11 @@ std::string pipeFailure(int savedErrno)
 [[noreturn]] void execChild(char* const argv[], char* const envp[], const int outPipe[2], const int errPipe[2])
 {
     ::setpgid(0, 0);
+    // Nothing of the caller's state reaches the program: not its directory,
+    // nor a signal it ignored or blocked, nor the tool's own handlers.
+    resetSignalsForProgram();
     const int devNull = ::open("/dev/null", O_RDONLY);
-    if (devNull < 0 || ::dup2(devNull, 0) < 0 || ::dup2(outPipe[1], 1) < 0 || ::dup2(errPipe[1], 2) < 0) {
+    if (::chdir("/") != 0 || devNull < 0 || ::dup2(devNull, 0) < 0 || ::dup2(outPipe[1], 1) < 0 || ::dup2(errPipe[1], 2) < 0) {
         ::_exit(126);
     }
     if (devNull > 2) {

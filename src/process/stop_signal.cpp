@@ -1,0 +1,74 @@
+#include "process/stop_signal.hpp"
+
+#include <csignal>
+
+namespace zel {
+namespace {
+
+constexpr int kRelayedSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2};
+constexpr int kTerminalStopSignals[] = {SIGTSTP, SIGTTIN, SIGTTOU};
+
+volatile std::sig_atomic_t stopSignal = 0;
+
+// The first signal decides how the process ends; a later one changes nothing.
+void recordStopSignal(int signal)
+{
+    if (stopSignal == 0) {
+        stopSignal = signal;
+    }
+}
+
+} // namespace
+
+void catchStopSignals()
+{
+    struct sigaction record {};
+    record.sa_handler = recordStopSignal;
+    // Blocking calls resume; nanosleep and poll return early whatever the flag says.
+    record.sa_flags = SA_RESTART;
+    sigemptyset(&record.sa_mask);
+    for (const int signal : kRelayedSignals) {
+        sigaddset(&record.sa_mask, signal);
+    }
+    struct sigaction ignore {};
+    ignore.sa_handler = SIG_IGN;
+    sigset_t unblock = record.sa_mask;
+    // Only invalid arguments make these calls fail, and the arguments are constants.
+    for (const int signal : kRelayedSignals) {
+        ::sigaction(signal, &record, nullptr);
+    }
+    for (const int signal : kTerminalStopSignals) {
+        ::sigaction(signal, &ignore, nullptr);
+        sigaddset(&unblock, signal);
+    }
+    ::sigprocmask(SIG_UNBLOCK, &unblock, nullptr);
+}
+
+bool stopRequested() { return stopSignal != 0; }
+
+void endIfStopRequested()
+{
+    const int signal = stopSignal;
+    if (signal == 0) {
+        return;
+    }
+    struct sigaction fallback {};
+    fallback.sa_handler = SIG_DFL;
+    ::sigaction(signal, &fallback, nullptr);
+    ::raise(signal);
+}
+
+void resetSignalsForProgram()
+{
+    struct sigaction fallback {};
+    fallback.sa_handler = SIG_DFL;
+    // SIGKILL, SIGSTOP and the C library's own signals refuse; they are default anyway.
+    for (int signal = 1; signal < NSIG; ++signal) {
+        ::sigaction(signal, &fallback, nullptr);
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+} // namespace zel

@@ -1,0 +1,26 @@
+#pragma once
+
+namespace zel {
+
+// A front-end that gives up on a call signals its sudo, and sudo relays the
+// signal to the tool. Dying there could leave a motor running or a settings
+// file empty, so the signal is only recorded: waits end early, the batch
+// stops before its next command, and the process then ends by that signal.
+
+// Records the relayed signals (TERM, INT, HUP, QUIT, ALRM, USR1, USR2) even
+// where the caller ignored or blocked them, and ignores the terminal stop
+// signals, which would freeze the tool holding a lock or a line.
+void catchStopSignals();
+
+// True once a relayed signal has arrived.
+bool stopRequested();
+
+// Ends the process by the relayed signal, if one arrived; returns otherwise.
+void endIfStopRequested();
+
+// In a forked child before it executes a program: every disposition back to
+// the default and nothing blocked, whatever the tool or its caller set.
+// Async-signal-safe.
+void resetSignalsForProgram();
+
+} // namespace zel
