@@ -32,16 +32,14 @@ void catchStopSignals()
     }
     struct sigaction ignore {};
     ignore.sa_handler = SIG_IGN;
-    sigset_t unblock = record.sa_mask;
     // Only invalid arguments make these calls fail, and the arguments are constants.
     for (const int signal : kRelayedSignals) {
         ::sigaction(signal, &record, nullptr);
     }
     for (const int signal : kTerminalStopSignals) {
         ::sigaction(signal, &ignore, nullptr);
-        sigaddset(&unblock, signal);
     }
-    ::sigprocmask(SIG_UNBLOCK, &unblock, nullptr);
+    ::sigprocmask(SIG_UNBLOCK, &record.sa_mask, nullptr);
 }
 
 bool stopRequested() { return stopSignal != 0; }
