@@ -61,7 +61,8 @@ std::string pipeFailure(int savedErrno)
     // nor a signal it ignored or blocked, nor the tool's own handlers.
     resetSignalsForProgram();
     const int devNull = ::open("/dev/null", O_RDONLY);
-    if (::chdir("/") != 0 || devNull < 0 || ::dup2(devNull, 0) < 0 || ::dup2(outPipe[1], 1) < 0 || ::dup2(errPipe[1], 2) < 0) {
+    if (::chdir("/") != 0 || devNull < 0 || ::dup2(devNull, 0) < 0 || ::dup2(outPipe[1], 1) < 0 ||
+        ::dup2(errPipe[1], 2) < 0) {
         ::_exit(126);
     }
     if (devNull > 2) {
