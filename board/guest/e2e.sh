@@ -35,6 +35,42 @@ sudo_batch() {
     awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : " "); printf "%s", $0 } END { print "" }' $REC
 }
 z() { sudo_batch front "$@"; }
+# signalled SIGNALS FILE TEXT GROUP...: one batch through sudo as front; once
+# FILE holds TEXT (a motor switched on), SIGNALS go to sudo one after the
+# other, from root: front may not signal its sudo, but its service manager can.
+# Prints what z prints once the tool has ended, or "left STATES" if it has not
+# 10 s later (T: stopped).
+signalled() {
+    : >$REC && : >$PIN/calls
+    signals=$1 file=$2 text=$3 && shift 3
+    # sudo passes on no signal that comes from its command's process group, so
+    # it starts in a session of its own, as a service's child would be.
+    (umask 077 && exec setpriv --reuid=front --regid=front --init-groups setsid sudo -n /usr/bin/zel_exec -c "$@") \
+        </dev/null >/tmp/out 2>/tmp/err &
+    pid=$!
+    n=0
+    until grep -q "$text" "$file" || [ $n -ge 200 ]; do sleep 0.02 && n=$((n + 1)); done
+    for s in $signals; do kill -s "$s" $pid; done
+    # The shell's own word on a killed job ("Killed") is not the tool's output.
+    { wait $pid; st=$?; } 2>/dev/null
+    # What is left of sudo's session: the states of its processes but zombies.
+    n=0
+    while left=$(awk -v sid=$pid '$6 == sid && $3 != "Z" { printf "%s", $3 }' /proc/[0-9]*/stat 2>/dev/null) &&
+        [ -n "$left" ] && [ $n -lt 100 ]; do
+        sleep 0.1 && n=$((n + 1))
+    done
+    [ -z "$left" ] || { echo "left $left" && return; }
+    printf '%s [%s] [%s]' $st "$(esc /tmp/out)" "$(esc /tmp/err)"
+    awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : " "); printf "%s", $0 } END { print "" }' $REC
+}
+# limited GROUP...: z with sudo started in front's home directory, with no room
+# for a file and 9 descriptors, limits that sudo passes on.
+limited() {
+    : >$PIN/calls
+    as front sh -c 'cd /home/front && ulimit -f 0 && ulimit -n 9 && exec sudo -n /usr/bin/zel_exec -c "$@"' sh "$@" \
+        </dev/null >/tmp/out 2>/tmp/err
+    printf '%s [%s] [%s]\n' $? "$(esc /tmp/out)" "$(esc /tmp/err)"
+}
 # PWM channels (CHIP CHANNEL...): period; duty; polarity; enable, " | " between.
 ch() {
     while [ $# -ge 2 ]; do
@@ -196,6 +232,29 @@ calls => get 7; get 21
 z "501 0" => 0 [] []
 calls => set 7 op dl; set 21 op dl
 z 502 => 0 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] []
+== a front-end's time-out: TERM to sudo mid-pulse switches the motor off at once, the tool ends by TERM
+signalled TERM $REC 'set value=1' "401 3000" "201 1" => 143 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs
++ gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
+gap $REC 0.001 'set value=1' 'set value=0' 0 1500 => in range
+settings /etc/zel/fanMode.config => 0:0 644 0\n
+signalled TERM $PIN/calls 'op dh' 502 "402 3000" "201 1" => 143 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] []
+calls => get 7; get 21; set 10 op dh; set 10 op dl
+gap $PIN/calls 1000 'op dh' 'op dl' 0 1500 => in range
+signalled TERM $REC consumer=zel-motor "403 3000" "201 1" => 143 [] [] gpio zel-pq 14 request
++ gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
+gap $REC 0.001 consumer=zel-motor 'set value=0' 0 1500 => in range
+settings /etc/zel/fanMode.config => 0:0 644 0\n
+== TSTP, then KILL to sudo: the tool is not stopped, runs its batch to the end, and the next call succeeds
+signalled 'TSTP KILL' $REC 'set value=1' "401 1000" "201 1" => 137 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs
++ gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
+settings /etc/zel/fanMode.config => 0:0 644 1\n
+z "201 0" => 0 [] []
+== the caller's directory, no room for a file and 9 descriptors reach neither a rewrite nor the pin-control program
+limited "201 1" "402 10" => 0 [] []
+settings /etc/zel/fanMode.config => 0:0 644 1\n
+calls => set 10 op dh; set 10 op dl
+j $PIN/cwd $PIN/signals $PIN/limits => /; SigBlk: 0000000000000000; SigIgn: 0000000000000000
++ Max file size unlimited unlimited bytes; Max open files 1024 4096 files
 EOF
 
 read -r up _ </proc/uptime
