@@ -51,7 +51,7 @@ ch() {
 board_program() {
     case $BOARD:$(od -An -tx1 -j4 -N1 "$1")$(od -An -tx1 -j18 -N2 "$1") in
     'amd64: 02 3e 00' | 'arm64: 02 b7 00' | 'armhf: 01 28 00') echo "ELF of the board's architecture" ;;
-    *) echo "$1 is no $BOARD program: $(od -An -tx1 -N20 "$1")" ;;
+    *) echo "$1 is no $BOARD program: $(od -An -tx1 -N20 "$1" | tr -d '\n')" ;;
     esac
 }
 settings() { printf '%s %s\n' "$(stat -c '%u:%g %a' "$1")" "$(esc "$1")"; }
