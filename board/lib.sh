@@ -10,6 +10,9 @@ readonly ROOTFS_SUITE=bookworm
 # On top of minbase (which has apt, dpkg, passwd, util-linux, coreutils, mawk,
 # diffutils): what the package and the checks need on a board.
 readonly ROOTFS_PACKAGES=sudo,kmod,gpiod
+# What a board of 32-bit programs adds on top, as dpkg's second architecture:
+# what the armhf package depends on.
+readonly FOREIGN_PACKAGES=(libc6)
 
 BOARD_DIR=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 readonly BOARD_DIR
@@ -21,10 +24,17 @@ readonly HOST_ARCH
 # Upper bound for one boot, tests included; a healthy run takes seconds.
 readonly BOOT_TIMEOUT=${ZEL_BOARD_TIMEOUT:-600}
 
-# board_arch ARCH: picks the board (a Debian architecture: amd64 or arm64)
-# and sets everything that depends on it.
+# board_arch BOARD: picks the board by the Debian architecture of the programs
+# it runs (amd64, arm64 or armhf) and sets everything that depends on it. ARCH
+# is the kernel's: armhf programs run on the arm64 board, through the kernel's
+# 32-bit compatibility layer, as on many armhf boards in the field.
 board_arch() {
-  ARCH=$1
+  BOARD=$1
+  case $BOARD in
+    amd64 | arm64) ARCH=$BOARD ;;
+    armhf) ARCH=arm64 ;;
+    *) die "no board for architecture '$BOARD' (amd64, arm64 or armhf)" ;;
+  esac
   KERNEL_RELEASE=$KERNEL_ABI-$ARCH
   KERNEL_ROOT=$CACHE_DIR/kernel-$KERNEL_RELEASE
   VMLINUZ=$KERNEL_ROOT/boot/vmlinuz-$KERNEL_RELEASE
@@ -58,7 +68,6 @@ board_arch() {
       KERNEL_CMDLINE="console=ttyAMA0"
       MAKE_CROSS=(ARCH=arm64 CROSS_COMPILE=aarch64-linux-gnu-)
       ;;
-    *) die "no board for architecture '$ARCH' (amd64 or arm64)" ;;
   esac
 }
 
@@ -180,21 +189,36 @@ debian_mirror() {
 }
 
 # The root file system: Debian minbase with ROOTFS_PACKAGES, as one
-# uncompressed newc archive that the kernel unpacks as its initramfs. Its
-# name carries a hash of everything that builds it, so a change rebuilds it.
+# uncompressed newc archive that the kernel unpacks as its initramfs; for a
+# board of another architecture than its kernel's, that archive with the
+# BOARD architecture added, kept as an archive of its own. Each name carries a
+# hash of everything that builds it, so a change rebuilds it.
 ensure_rootfs() {
   local key
   key=$({ echo "$ARCH $ROOTFS_SUITE $ROOTFS_PACKAGES"; declare -f build_rootfs; } |
     sha256sum | cut -c1-12)
-  ROOTFS_CPIO=$CACHE_DIR/rootfs-$ARCH-$key.cpio
+  cached_rootfs "$ARCH" "$key" build_rootfs
+  [[ $BOARD != "$ARCH" ]] || return 0
+  key=$({ echo "$key $BOARD ${FOREIGN_PACKAGES[*]}"; declare -f add_foreign_arch; } |
+    sha256sum | cut -c1-12)
+  cached_rootfs "$ARCH+$BOARD" "$key" add_foreign_arch "$ROOTFS_CPIO"
+}
+
+# cached_rootfs NAME KEY BUILDER [ARG...]: points ROOTFS_CPIO at the archive
+# NAME-KEY, built by "BUILDER OUT ARG..." unless it is there. An archive of
+# NAME with another key is one that the present code would not build: it goes.
+cached_rootfs() {
+  local name=$1 key=$2 builder=$3
+  shift 3
+  ROOTFS_CPIO=$CACHE_DIR/rootfs-$name-$key.cpio
   [[ -f $ROOTFS_CPIO ]] && return 0
-  rm -f "$CACHE_DIR/rootfs-$ARCH-"*.cpio
-  local t0 log=$CACHE_DIR/rootfs-$ARCH.log
+  rm -f "$CACHE_DIR/rootfs-$name-"*.cpio
+  local t0 log=$CACHE_DIR/rootfs-$name.log
   t0=$(now)
-  log "building the $ROOTFS_SUITE $ARCH root file system (log: $log)"
-  build_rootfs "$ROOTFS_CPIO.part" >"$log" 2>&1 || {
+  log "building the $ROOTFS_SUITE $name root file system (log: $log)"
+  "$builder" "$ROOTFS_CPIO.part" "$@" >"$log" 2>&1 || {
     tail -n 30 "$log" >&2
-    die "could not build the $ARCH root file system"
+    die "could not build the $name root file system"
   }
   mv "$ROOTFS_CPIO.part" "$ROOTFS_CPIO"
   log "root file system: $(du -m "$ROOTFS_CPIO" | cut -f1) MB in $(since "$t0") s"
@@ -246,6 +270,27 @@ build_rootfs() (
   rm -rf "${root:?}"/usr/share/{doc,man,info,locale} "$root"/var/cache/apt/*.bin \
     "$root"/var/lib/apt/lists/* "$root"/var/cache/apt/archives/*.deb "$root"/var/cache/debconf/*-old \
     "$root"/usr/lib/*-linux-gnu/gconv
+  (cd "$root" && find . -print0 | cpio --null -o -H newc --quiet) >"$1"
+  rm -rf --one-file-system "$root"
+)
+
+# add_foreign_arch OUT BASE: the root file system of the archive BASE with
+# BOARD as dpkg's second architecture and FOREIGN_PACKAGES of it, installed by
+# apt from the root's own sources: packages of both architectures must have
+# the same version, which only the mirror that built BASE guarantees.
+add_foreign_arch() (
+  set -e
+  umask 022
+  root=$CACHE_DIR/rootfs-$ARCH+$BOARD.tree
+  rm -rf --one-file-system "$root"
+  mkdir -p "$root"
+  (cd "$root" && cpio -i -d -m --quiet --no-absolute-filenames) <"$2"
+  cp /etc/resolv.conf "$root/etc/resolv.conf"
+  run_foreign "$root" dpkg --add-architecture "$BOARD"
+  run_foreign "$root" apt-get update -q
+  run_foreign "$root" apt-get install -y -q --no-install-recommends "${FOREIGN_PACKAGES[@]/%/:$BOARD}"
+  rm -rf "${root:?}"/usr/share/{doc,man,info,locale} "$root"/var/cache/apt/*.bin \
+    "$root"/var/lib/apt/lists/* "$root"/var/cache/apt/archives/*.deb
   (cd "$root" && find . -print0 | cpio --null -o -H newc --quiet) >"$1"
   rm -rf --one-file-system "$root"
 )
@@ -308,12 +353,14 @@ boot() {
   return 2
 }
 
-# The Debian architecture of an ELF program (its machine field: 0x3e x86-64,
-# 0xb7 AArch64), empty for anything else.
+# The Debian architecture of an ELF program (its class, 1 for 32 bits and 2
+# for 64, and machine field: 0x3e x86-64, 0xb7 AArch64, 0x28 ARM), empty for
+# anything else.
 elf_arch() {
   case $(od -An -tx1 -N20 "$1" | tr -d ' \n') in
-    7f454c46*3e00) echo amd64 ;;
-    7f454c46*b700) echo arm64 ;;
+    7f454c4602*3e00) echo amd64 ;;
+    7f454c4602*b700) echo arm64 ;;
+    7f454c4601*2800) echo armhf ;;
   esac
 }
 

@@ -15,6 +15,8 @@ REC=/sys/kernel/debug/zel_board/record
 PWM=/sys/class/pwm
 PIN=/run/pinctrl
 GPIO131=/sys/class/gpio/gpio131
+# The architecture the host built this board for: amd64, arm64 or armhf.
+BOARD=$1
 passed=0
 failed=0
 
@@ -80,6 +82,14 @@ ch() {
         shift 2
     done
 }
+# board_program FILE: whether FILE's ELF class and machine are those of the
+# board's architecture, so that no other build can stand in for it unseen.
+board_program() {
+    case $BOARD:$(od -An -tx1 -j4 -N1 "$1")$(od -An -tx1 -j18 -N2 "$1") in
+    'amd64: 02 3e 00' | 'arm64: 02 b7 00' | 'armhf: 01 28 00') echo "ELF of the board's architecture" ;;
+    *) echo "$1 is no $BOARD program: $(od -An -tx1 -N20 "$1" | tr -d '\n')" ;;
+    esac
+}
 settings() { printf '%s %s\n' "$(stat -c '%u:%g %a' "$1")" "$(esc "$1")"; }
 # The pin-control program's calls since the last batch, without time stamps.
 calls() { awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : ""); printf "%s", $0 }' $PIN/calls; }
@@ -125,6 +135,7 @@ run_table <<'EOF'
 cd /board/run && { test -f zel_exec || apt install -y ./zel-exec_*.deb >/tmp/apt.log 2>&1 || { cat /tmp/apt.log; false; }; }
 test ! -f /board/run/zel_exec || { install -m 0755 /board/run/zel_exec /usr/bin && install -m 0440 /board/run/zel_exec.sudoers /etc/sudoers.d/zel_exec; }
 stat -c '%U:%G %a %n' /usr/bin/zel_exec /etc/sudoers.d/zel_exec | j => root:root 755 /usr/bin/zel_exec; root:root 440 /etc/sudoers.d/zel_exec
+board_program /usr/bin/zel_exec => ELF of the board's architecture
 useradd -m front && useradd -m other
 groupadd --system zel
 usermod -aG zel front
