@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 The zel_exec developers
+# SPDX-License-Identifier: MIT
 # What a board gets: the program, its manual pages, the sudoers drop-in, the copyright file and
 # changelog, and the Debian package that carries them (cpack -G DEB in the build directory).
 include(GNUInstallDirs)

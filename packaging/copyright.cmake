@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 The zel_exec developers
+# SPDX-License-Identifier: MIT
 # Writes the package's copyright file, in Debian's machine-readable format, from the licensing
 # data that "reuse lint" checks: the SPDX header of each file, .reuse/dep5 for the files that
 # cannot carry one, and the licence texts of LICENSES/. Nothing about licences is written twice.

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 The zel_exec developers
+# SPDX-License-Identifier: MIT
 # Read by cpack before it packs. Time stamps are what made two packages of the same sources differ:
 # the archive members take theirs from SOURCE_DATE_EPOCH, so when the builder has not set it, it is
 # the time of the last commit, or outside a git checkout the date of the changelog's latest entry.
