@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
+// SPDX-License-Identifier: MIT
 // Phase 1 of the batch engine on the largest batch a caller may send: 64
 // groups of 256 bytes, the last one rejected by its handler, so every group is
 // parsed, looked up and validated and nothing is executed.

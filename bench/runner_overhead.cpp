@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
+// SPDX-License-Identifier: MIT
 // What the fixed-program runner costs on top of the least a parent can do to
 // run a program: fork, execve, waitpid. Both take turns on the same program.
 //

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
+// SPDX-License-Identifier: MIT
 // COUNT guarded sysfs writes of VALUE into PATH, through the same code as the
 // tool. Run under strace -f -c twice with different counts: the difference,
 // divided, is the cost of one write with the process start-up taken out.

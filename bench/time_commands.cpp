@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
+// SPDX-License-Identifier: MIT
 // Times whole programs the way a front-end starts them: one spawn and one wait
 // per run, standard streams on /dev/null. The commands take turns inside every
 // round, starting each round one command further on, so a burst of load from

@@ -1,4 +1,6 @@
 # shellcheck shell=bash
+# SPDX-FileCopyrightText: 2026 The zel_exec developers
+# SPDX-License-Identifier: MIT
 # Shared by board/e2e and board/try: host set-up, image building and booting
 # of the simulated board. Sourced, not run.
 

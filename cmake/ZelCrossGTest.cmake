@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 The zel_exec developers
+# SPDX-License-Identifier: MIT
 # Debian's libgtest-dev holds build-machine libraries only, so a cross build compiles GoogleTest from
 # the sources that Debian's googletest package installs, with the target's compiler.
 find_package(GTest QUIET)

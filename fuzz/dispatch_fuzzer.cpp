@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
+// SPDX-License-Identifier: MIT
 // Feeds arbitrary command lines to the batch engine and checks what any caller may rely on, whatever the
 // commands and their limits are: the documented statuses, one diagnostic line for a rejection, nothing
 // touched before a batch is accepted, nothing run after a failure, the same answer every time.

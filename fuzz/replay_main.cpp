@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
+// SPDX-License-Identifier: MIT
 // Runs the fuzz target over saved inputs (files, or directories of files), so
 // that every compiler and every test run checks the corpus, not only libFuzzer.
 #include <cstddef>

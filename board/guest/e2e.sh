@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-FileCopyrightText: 2026 The zel_exec developers
+# SPDX-License-Identifier: MIT
 # End-to-end checks of the zel-exec package on the simulated board, run as
 # root by /init: installed with apt, sudo set up as the README says, every
 # batch run as the front-end user "front" (umask 077) through sudo -n, the
@@ -131,13 +133,13 @@ run_table() {
 }
 
 run_table <<'EOF'
-== the package, installed with apt (a bare program: by hand); sudo set up as the README says
+== the package, installed with apt, makes the system group zel (a bare program: by hand); sudo set up as the README says
 cd /board/run && { test -f zel_exec || apt install -y ./zel-exec_*.deb >/tmp/apt.log 2>&1 || { cat /tmp/apt.log; false; }; }
-test ! -f /board/run/zel_exec || { install -m 0755 /board/run/zel_exec /usr/bin && install -m 0440 /board/run/zel_exec.sudoers /etc/sudoers.d/zel_exec; }
+test ! -f /board/run/zel_exec || { install -m 0755 /board/run/zel_exec /usr/bin && install -m 0440 /board/run/zel_exec.sudoers /etc/sudoers.d/zel_exec && groupadd --system zel; }
 stat -c '%U:%G %a %n' /usr/bin/zel_exec /etc/sudoers.d/zel_exec | j => root:root 755 /usr/bin/zel_exec; root:root 440 /etc/sudoers.d/zel_exec
 board_program /usr/bin/zel_exec => ELF of the board's architecture
 useradd -m front && useradd -m other
-groupadd --system zel
+getent group zel | awk -F: '{ print $1, ($3 < 1000 ? "system" : "user"), "members=" $4 }' => zel system members=
 usermod -aG zel front
 visudo -cf /etc/sudoers.d/zel_exec => /etc/sudoers.d/zel_exec: parsed OK
 sudo -l -U front | sed -n '/may run/,$p' | j => User front may run the following commands on board:; (root) NOPASSWD: /usr/bin/zel_exec

@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-FileCopyrightText: 2026 The zel_exec developers
+# SPDX-License-Identifier: MIT
 # The simulated board's present state, as a short table.
 PWM=/sys/class/pwm
 

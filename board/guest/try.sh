@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-FileCopyrightText: 2026 The zel_exec developers
+# SPDX-License-Identifier: MIT
 # Runs one zel_exec batch as root and shows what it did to the board. The
 # tool is the package or the program that the host put into /board/run.
 REC=/sys/kernel/debug/zel_board/record

@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-License-Identifier: GPL-2.0-only
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
 /*
  * zel_board - the hardware of a zel board, simulated below the kernel's own
  * PWM, backlight, hwmon, thermal and GPIO frameworks, so that zel_exec can

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 The zel_exec developers
+# SPDX-License-Identifier: MIT
 # Shared part of the board toolchains: Debian's cross compilers for ZEL_TARGET_TRIPLET, and qemu-user
 # so that ctest can run the target's test binaries on the build machine.
 set(CMAKE_SYSTEM_NAME Linux)

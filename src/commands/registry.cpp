@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
+// SPDX-License-Identifier: MIT
 #include "commands/brightness_command.hpp"
 #include "commands/command_handler.hpp"
 #include "commands/config_command.hpp"

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
+// SPDX-License-Identifier: MIT
 #include "app/descriptor_buffer.hpp"
 #include "process/run_process.hpp"
 #include "support/private_mounts.hpp"

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
+// SPDX-License-Identifier: MIT
 #include "device/linux_device_io.hpp"
 #include "support/private_mounts.hpp"
 

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
+// SPDX-License-Identifier: MIT
 #include "dispatch/dispatch.hpp"
 #include "support/fake_device_io.hpp"
 #include "support/files.hpp"

@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-FileCopyrightText: 2026 The zel_exec developers
+# SPDX-License-Identifier: MIT
 # Runs the Private tests, which need their own /etc and /usr/bin, in a private mount namespace: a scratch tmpfs
 # on /mnt and /usr/bin as an overlay whose changes land there, so nothing reaches the machine. The tests mount
 # their own empty /etc on top of the real one. Exits 77 (skipped) where such a namespace is not permitted.
