@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The zel_exec developers
+// SPDX-License-Identifier: MIT
 #include "app/resource_limits.hpp"
 
 #include <sys/resource.h>

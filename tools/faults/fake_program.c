@@ -1,3 +1,5 @@
+/* SPDX-FileCopyrightText: 2026 The zel_exec developers
+ * SPDX-License-Identifier: MIT */
 /* Stand-in for pinctrl and gpiofind in the fault table. Exits 3 unless handed
  * exactly descriptors 0 to 2, and 5 unless started clean of its caller's state:
  * working directory /, default signal dispositions, nothing blocked, at least

@@ -1,3 +1,5 @@
+/* SPDX-FileCopyrightText: 2026 The zel_exec developers
+ * SPDX-License-Identifier: MIT */
 /* hostile_caller DIRECTORY PROGRAM [ARGUMENT...]: starts PROGRAM the way a
  * careless front-end's sudo could: in DIRECTORY, with every signal blocked,
  * the stop signals ignored, no room to write a file and few descriptors. Only
