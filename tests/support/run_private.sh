@@ -1,17 +1,15 @@
-#!/bin/sh
+#!/usr/bin/env bash
 # SPDX-FileCopyrightText: 2026 The zel_exec developers
 # SPDX-License-Identifier: MIT
 # Runs the Private tests, which need their own /etc and /usr/bin, in a private mount namespace: a scratch tmpfs
 # on /mnt and /usr/bin as an overlay whose changes land there, so nothing reaches the machine. The tests mount
 # their own empty /etc on top of the real one. Exits 77 (skipped) where such a namespace is not permitted.
 # Usage: run_private.sh [emulator...] test-program [arguments]
-set -eu
+set -euo pipefail
 if [ "$(id -u)" != 0 ] || ! unshare -m true 2>/dev/null; then
   echo "private mount namespace not permitted here: the /etc and /usr/bin cases are skipped"
   exit 77
 fi
-exec unshare -m --propagation private sh -euc '
-  mount -t tmpfs -o mode=0755 tmpfs /mnt
-  mkdir /mnt/upper /mnt/work
-  mount -t overlay -o lowerdir=/usr/bin,upperdir=/mnt/upper,workdir=/mnt/work overlay /usr/bin
-  exec "$@"' run_private.sh "$@"
+lib=$(dirname "$0")/../../tools/lib.sh
+# shellcheck disable=SC2016 # expanded by the inner shell
+exec unshare -m bash -euc 'source "$0" && scratch_usr_bin && exec "$@"' "$lib" "$@"
