@@ -9,7 +9,7 @@
 #   == TEXT          a heading          COMMAND          a step that must succeed
 #   COMMAND => WANT  COMMAND's output (standard error included) must be WANT
 #   + MORE           continues the WANT above with "; MORE"
-# "z GROUP..." prints the batch's status, [stdout] [stderr] ("\n": line feed)
+# "run_as_front GROUP..." prints the batch's status, [stdout] [stderr] ("\n": line feed)
 # and the record, lines joined by "; ".
 
 # shellcheck disable=SC2034 # the table uses them through eval
@@ -23,28 +23,28 @@ passed=0
 failed=0
 
 # Lines of the files (or standard input) joined by "; ", leading blanks dropped.
-j() { awk '{ sub(/^ +/, ""); printf "%s%s", (NR > 1 ? "; " : ""), $0 }' "$@"; }
+joined() { awk '{ sub(/^ +/, ""); printf "%s%s", (NR > 1 ? "; " : ""), $0 }' "$@"; }
 # A file's bytes with line feeds shown as \n.
-esc() { [ ! -s "$1" ] || sed -z 's/\n/\\n/g' "$1"; }
-# as USER COMMAND...: COMMAND as USER and its groups, with umask 077.
-as() { (u=$1 && shift && umask 077 && exec setpriv --reuid="$u" --regid="$u" --init-groups "$@"); }
-# sudo_batch USER GROUP...: one batch through sudo on a fresh record.
-sudo_batch() {
+escaped() { [ ! -s "$1" ] || sed -z 's/\n/\\n/g' "$1"; }
+# as_user USER COMMAND...: COMMAND as USER and its groups, with umask 077.
+as_user() { (u=$1 && shift && umask 077 && exec setpriv --reuid="$u" --regid="$u" --init-groups "$@"); }
+# run_through_sudo USER GROUP...: one batch through sudo on a fresh record.
+run_through_sudo() {
     : >$REC && : >$PIN/calls
     u=$1 && shift
-    as "$u" sudo -n /usr/bin/zel_exec -c "$@" </dev/null >/tmp/out 2>/tmp/err
+    as_user "$u" sudo -n /usr/bin/zel_exec -c "$@" </dev/null >/tmp/out 2>/tmp/err
     st=$?
-    printf '%s [%s] [%s]' $st "$(esc /tmp/out)" "$(esc /tmp/err)"
+    printf '%s [%s] [%s]' $st "$(escaped /tmp/out)" "$(escaped /tmp/err)"
     # The record without its time stamps.
     awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : " "); printf "%s", $0 } END { print "" }' $REC
 }
-z() { sudo_batch front "$@"; }
-# signalled SIGNALS FILE TEXT GROUP...: one batch through sudo as front; once
+run_as_front() { run_through_sudo front "$@"; }
+# run_and_signal SIGNALS FILE TEXT GROUP...: one batch through sudo as front; once
 # FILE holds TEXT (a motor switched on), SIGNALS go to sudo one after the
 # other, from root: front may not signal its sudo, but its service manager can.
-# Prints what z prints once the tool has ended, or "left STATES" if it has not
+# Prints what run_as_front prints once the tool has ended, or "left STATES" if it has not
 # 10 s later (T: stopped).
-signalled() {
+run_and_signal() {
     : >$REC && : >$PIN/calls
     signals=$1 file=$2 text=$3 && shift 3
     # sudo passes on no signal that comes from its command's process group, so
@@ -64,19 +64,19 @@ signalled() {
         sleep 0.1 && n=$((n + 1))
     done
     [ -z "$left" ] || { echo "left $left" && return; }
-    printf '%s [%s] [%s]' $st "$(esc /tmp/out)" "$(esc /tmp/err)"
+    printf '%s [%s] [%s]' $st "$(escaped /tmp/out)" "$(escaped /tmp/err)"
     awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : " "); printf "%s", $0 } END { print "" }' $REC
 }
-# limited GROUP...: z with sudo started in front's home directory, with no room
+# run_with_limits GROUP...: run_as_front with sudo started in front's home directory, with no room
 # for a file and 9 descriptors, limits that sudo passes on.
-limited() {
+run_with_limits() {
     : >$PIN/calls
-    as front sh -c 'cd /home/front && ulimit -f 0 && ulimit -n 9 && exec sudo -n /usr/bin/zel_exec -c "$@"' sh "$@" \
+    as_user front sh -c 'cd /home/front && ulimit -f 0 && ulimit -n 9 && exec sudo -n /usr/bin/zel_exec -c "$@"' sh "$@" \
         </dev/null >/tmp/out 2>/tmp/err
-    printf '%s [%s] [%s]\n' $? "$(esc /tmp/out)" "$(esc /tmp/err)"
+    printf '%s [%s] [%s]\n' $? "$(escaped /tmp/out)" "$(escaped /tmp/err)"
 }
 # PWM channels (CHIP CHANNEL...): period; duty; polarity; enable, " | " between.
-ch() {
+pwm_channels() {
     while [ $# -ge 2 ]; do
         d=$PWM/pwmchip$1/pwm$2
         read -r p <"$d/period" && read -r u <"$d/duty_cycle" && read -r o <"$d/polarity" && read -r e <"$d/enable"
@@ -92,12 +92,12 @@ board_program() {
     *) echo "$1 is no $BOARD program: $(od -An -tx1 -N20 "$1" | tr -d '\n')" ;;
     esac
 }
-settings() { printf '%s %s\n' "$(stat -c '%u:%g %a' "$1")" "$(esc "$1")"; }
+settings_file() { printf '%s %s\n' "$(stat -c '%u:%g %a' "$1")" "$(escaped "$1")"; }
 # The pin-control program's calls since the last batch, without time stamps.
-calls() { awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : ""); printf "%s", $0 }' $PIN/calls; }
-# gap FILE TO_MS A B LOW HIGH: the time between FILE's last lines ending in A
+pinctrl_calls() { awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : ""); printf "%s", $0 }' $PIN/calls; }
+# gap_is_within FILE TO_MS A B LOW HIGH: the time between FILE's last lines ending in A
 # and in B (time stamps first, TO_MS to milliseconds) is LOW..HIGH ms.
-gap() {
+gap_is_within() {
     awk -v k="$2" -v a="$3" -v b="$4" -v lo="$5" -v hi="$6" '
         substr($0, length($0) - length(a) + 1) == a { ta = $1 }
         substr($0, length($0) - length(b) + 1) == b { tb = $1 }
@@ -136,21 +136,21 @@ run_table <<'EOF'
 == the package, installed with apt, makes the system group zel (a bare program: by hand); sudo set up as the README says
 cd /board/run && { test -f zel_exec || apt install -y ./zel-exec_*.deb >/tmp/apt.log 2>&1 || { cat /tmp/apt.log; false; }; }
 test ! -f /board/run/zel_exec || { install -m 0755 /board/run/zel_exec /usr/bin && install -m 0440 /board/run/zel_exec.sudoers /etc/sudoers.d/zel_exec && groupadd --system zel; }
-stat -c '%U:%G %a %n' /usr/bin/zel_exec /etc/sudoers.d/zel_exec | j => root:root 755 /usr/bin/zel_exec; root:root 440 /etc/sudoers.d/zel_exec
+stat -c '%U:%G %a %n' /usr/bin/zel_exec /etc/sudoers.d/zel_exec | joined => root:root 755 /usr/bin/zel_exec; root:root 440 /etc/sudoers.d/zel_exec
 board_program /usr/bin/zel_exec => ELF of the board's architecture
 useradd -m front && useradd -m other
 getent group zel | awk -F: '{ print $1, ($3 < 1000 ? "system" : "user"), "members=" $4 }' => zel system members=
 usermod -aG zel front
 visudo -cf /etc/sudoers.d/zel_exec => /etc/sudoers.d/zel_exec: parsed OK
-sudo -l -U front | sed -n '/may run/,$p' | j => User front may run the following commands on board:; (root) NOPASSWD: /usr/bin/zel_exec
+sudo -l -U front | sed -n '/may run/,$p' | joined => User front may run the following commands on board:; (root) NOPASSWD: /usr/bin/zel_exec
 == sudo refuses a user outside the group at once, and nothing runs
-sudo_batch other "201 1" "301 9" => 1 [] [sudo: a password is required\n]
+run_through_sudo other "201 1" "301 9" => 1 [] [sudo: a password is required\n]
 test -e /etc/zel || echo absent => absent
 == fan-legacy (101) on the channel the start-up configured
-z "101 200000" => 0 [] [] pwm 0:1 apply period=255000 duty=200000 polarity=normal enabled=1 ok
-ch 0 1 => 255000; 200000; normal; 1
+run_as_front "101 200000" => 0 [] [] pwm 0:1 apply period=255000 duty=200000 polarity=normal enabled=1 ok
+pwm_channels 0 1 => 255000; 200000; normal; 1
 == fan-kylin (104) exports the dual-fan channels, pwmchip1 before pwmchip2
-z "104 30000" => 0 [] [] pwm 1:0 request
+run_as_front "104 30000" => 0 [] [] pwm 1:0 request
 + pwm 1:0 apply period=50000 duty=0 polarity=normal enabled=0 ok
 + pwm 1:0 apply period=50000 duty=30000 polarity=normal enabled=0 ok
 + pwm 1:0 apply period=50000 duty=30000 polarity=normal enabled=1 ok
@@ -158,115 +158,115 @@ z "104 30000" => 0 [] [] pwm 1:0 request
 + pwm 2:0 apply period=50000 duty=0 polarity=normal enabled=0 ok
 + pwm 2:0 apply period=50000 duty=30000 polarity=normal enabled=0 ok
 + pwm 2:0 apply period=50000 duty=30000 polarity=normal enabled=1 ok
-ch 1 0 2 0 => 50000; 30000; normal; 1 | 50000; 30000; normal; 1
+pwm_channels 1 0 2 0 => 50000; 30000; normal; 1 | 50000; 30000; normal; 1
 == fan-588 (102): period, polarity, duty in order, one channel left inversed
 echo inversed >$PWM/pwmchip2/pwm0/polarity
-z "102 100000" => 0 [] [] pwm 1:0 apply period=255000 duty=30000 polarity=normal enabled=1 ok
+run_as_front "102 100000" => 0 [] [] pwm 1:0 apply period=255000 duty=30000 polarity=normal enabled=1 ok
 + pwm 1:0 apply period=255000 duty=100000 polarity=normal enabled=1 ok
 + pwm 2:0 apply period=255000 duty=30000 polarity=inversed enabled=1 ok
 + pwm 2:0 apply period=255000 duty=30000 polarity=normal enabled=1 ok
 + pwm 2:0 apply period=255000 duty=100000 polarity=normal enabled=1 ok
-ch 2 0 => 255000; 100000; normal; 1
+pwm_channels 2 0 => 255000; 100000; normal; 1
 == 104 after 102 left a duty above 50000: the core refuses the period
-z "104 50000" => 74 [] [zel_exec: command[1] id=104 execution: write: Invalid argument\n]
-ch 1 0 2 0 => 255000; 100000; normal; 1 | 255000; 100000; normal; 1
+run_as_front "104 50000" => 74 [] [zel_exec: command[1] id=104 execution: write: Invalid argument\n]
+pwm_channels 1 0 2 0 => 255000; 100000; normal; 1 | 255000; 100000; normal; 1
 == fan-thermal (105): cooling device 0, then 1
-z "105 5" => 0 [] [] cooling 0 state=5; cooling 1 state=5
-z "105 1" => 0 [] [] cooling 0 state=1; cooling 1 state=1
-cat /sys/class/thermal/cooling_device[01]/cur_state | j => 1; 1
+run_as_front "105 5" => 0 [] [] cooling 0 state=5; cooling 1 state=5
+run_as_front "105 1" => 0 [] [] cooling 0 state=1; cooling 1 state=1
+cat /sys/class/thermal/cooling_device[01]/cur_state | joined => 1; 1
 == a batch stops at the first refused write and keeps what ran; a rejected one touches nothing
-z "105 2" "104 50000" "301 9" => 74 [] [zel_exec: command[2] id=104 execution: write: Invalid argument\n] cooling 0 state=2; cooling 1 state=2
-z "301 5" "301 256" => 66 [] [zel_exec: command[2] id=301 validation: value outside allowed range\n]
+run_as_front "105 2" "104 50000" "301 9" => 74 [] [zel_exec: command[2] id=104 execution: write: Invalid argument\n] cooling 0 state=2; cooling 1 state=2
+run_as_front "301 5" "301 256" => 66 [] [zel_exec: command[2] id=301 validation: value outside allowed range\n]
 == fan-p5 (103) reconfigures pwmchip0/pwm1 from scratch
-z "103 8000 0" => 0 [] [] pwm 0:1 apply period=255000 duty=200000 polarity=normal enabled=0 ok
+run_as_front "103 8000 0" => 0 [] [] pwm 0:1 apply period=255000 duty=200000 polarity=normal enabled=0 ok
 + pwm 0:1 apply period=255000 duty=0 polarity=normal enabled=0 ok
 + pwm 0:1 apply period=40000 duty=0 polarity=normal enabled=0 ok
 + pwm 0:1 apply period=40000 duty=8000 polarity=normal enabled=0 ok
-ch 0 1 => 40000; 8000; normal; 0
+pwm_channels 0 1 => 40000; 8000; normal; 0
 # a disabled channel: the core hands the duty down and the board refuses it
-z "101 50000" => 74 [] [zel_exec: command[1] id=101 execution: write: Invalid argument\n] pwm 0:1 apply period=40000 duty=50000 polarity=normal enabled=0 refused
-ch 0 1 => 40000; 8000; normal; 0
-z "103 40000 1" => 0 [] [] pwm 0:1 apply period=40000 duty=0 polarity=normal enabled=0 ok
+run_as_front "101 50000" => 74 [] [zel_exec: command[1] id=101 execution: write: Invalid argument\n] pwm 0:1 apply period=40000 duty=50000 polarity=normal enabled=0 refused
+pwm_channels 0 1 => 40000; 8000; normal; 0
+run_as_front "103 40000 1" => 0 [] [] pwm 0:1 apply period=40000 duty=0 polarity=normal enabled=0 ok
 + pwm 0:1 apply period=40000 duty=40000 polarity=normal enabled=0 ok
 + pwm 0:1 apply period=40000 duty=40000 polarity=normal enabled=1 ok
-ch 0 1 => 40000; 40000; normal; 1
+pwm_channels 0 1 => 40000; 40000; normal; 1
 # a running channel: the core refuses it before the board sees it
-z "101 50000" => 74 [] [zel_exec: command[1] id=101 execution: write: Invalid argument\n]
+run_as_front "101 50000" => 74 [] [zel_exec: command[1] id=101 execution: write: Invalid argument\n]
 == brightness-588 (301) and brightness-nx (303)
-z "301 255" "303 255" => 0 [] [] backlight brightness=255; hwmon pwm1=255 ok
-z "301 0" "303 0" => 0 [] [] backlight brightness=0; hwmon pwm1=0 ok
-z "301 77" "303 77" => 0 [] [] backlight brightness=77; hwmon pwm1=77 ok
-cat /sys/class/backlight/backlight/brightness /sys/class/hwmon/hwmon0/pwm1 | j => 77; 77
+run_as_front "301 255" "303 255" => 0 [] [] backlight brightness=255; hwmon pwm1=255 ok
+run_as_front "301 0" "303 0" => 0 [] [] backlight brightness=0; hwmon pwm1=0 ok
+run_as_front "301 77" "303 77" => 0 [] [] backlight brightness=77; hwmon pwm1=77 ok
+cat /sys/class/backlight/backlight/brightness /sys/class/hwmon/hwmon0/pwm1 | joined => 77; 77
 == brightness-p5 (302): period 255000, then the duty, enable left alone; black.config
-z "302 1000 128" => 0 [] [] pwm 0:0 apply period=255000 duty=250000 polarity=normal enabled=1 ok; pwm 0:0 apply period=255000 duty=1000 polarity=normal enabled=1 ok
-ch 0 0 => 255000; 1000; normal; 1
-settings /etc/device/black.config => 0:0 644 BRIGHTNESS=128\n
-z "302 0 7" => 0 [] [] pwm 0:0 apply period=255000 duty=0 polarity=normal enabled=1 ok
-settings /etc/device/black.config => 0:0 644 BRIGHTNESS=7\n
+run_as_front "302 1000 128" => 0 [] [] pwm 0:0 apply period=255000 duty=250000 polarity=normal enabled=1 ok; pwm 0:0 apply period=255000 duty=1000 polarity=normal enabled=1 ok
+pwm_channels 0 0 => 255000; 1000; normal; 1
+settings_file /etc/device/black.config => 0:0 644 BRIGHTNESS=128\n
+run_as_front "302 0 7" => 0 [] [] pwm 0:0 apply period=255000 duty=0 polarity=normal enabled=1 ok
+settings_file /etc/device/black.config => 0:0 644 BRIGHTNESS=7\n
 == fan-mode (201), fan-level (202): sudo's umask for the command, not front's 077
-z "201 1" "202 6" => 0 [] []
+run_as_front "201 1" "202 6" => 0 [] []
 stat -c '%u:%g %a %F' /etc/zel => 0:0 755 directory
-settings /etc/zel/fanMode.config => 0:0 644 1\n
-settings /etc/zel/fanLevel.config => 0:0 644 6\n
-as front cat /etc/zel/fanMode.config /etc/zel/fanLevel.config | j => 1; 6
-z "201 0" "202 3" => 0 [] []
-settings /etc/zel/fanMode.config => 0:0 644 0\n
-settings /etc/zel/fanLevel.config => 0:0 644 3\n
+settings_file /etc/zel/fanMode.config => 0:0 644 1\n
+settings_file /etc/zel/fanLevel.config => 0:0 644 6\n
+as_user front cat /etc/zel/fanMode.config /etc/zel/fanLevel.config | joined => 1; 6
+run_as_front "201 0" "202 3" => 0 [] []
+settings_file /etc/zel/fanMode.config => 0:0 644 0\n
+settings_file /etc/zel/fanLevel.config => 0:0 644 3\n
 == motor-588 (401) on sysfs GPIO 131: direction out, on, off
-z "401 300" => 0 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs; gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
-gap $REC 0.001 'set value=1' 'set value=0' 300 1800 => in range
-cat $GPIO131/direction $GPIO131/value | j => out; 0
-z "401 0" => 0 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs; gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
-gap $REC 0.001 'set value=1' 'set value=0' 0 1500 => in range
+run_as_front "401 300" => 0 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs; gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
+gap_is_within $REC 0.001 'set value=1' 'set value=0' 300 1800 => in range
+cat $GPIO131/direction $GPIO131/value | joined => out; 0
+run_as_front "401 0" => 0 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs; gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
+gap_is_within $REC 0.001 'set value=1' 'set value=0' 0 1500 => in range
 echo 131 >/sys/class/gpio/unexport
-z "401 10" => 74 [] [zel_exec: command[1] id=401 execution: open /sys/class/gpio/gpio131/direction: No such file or directory\n]
+run_as_front "401 10" => 74 [] [zel_exec: command[1] id=401 execution: open /sys/class/gpio/gpio131/direction: No such file or directory\n]
 echo 131 >/sys/class/gpio/export
 == motor-nx (403): PQ.06 through the GPIO character device, held by zel-motor, released; refused while held elsewhere
 gpiofind PQ.06 | sed 's/^gpiochip[0-9]* /chip /' => chip 14
-z "403 250" => 0 [] [] gpio zel-pq 14 request; gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
-gap $REC 0.001 consumer=zel-motor 'set value=0' 250 1750 => in range
-z "403 0" => 0 [] [] gpio zel-pq 14 request; gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
-gap $REC 0.001 consumer=zel-motor 'set value=0' 0 1500 => in range
+run_as_front "403 250" => 0 [] [] gpio zel-pq 14 request; gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
+gap_is_within $REC 0.001 consumer=zel-motor 'set value=0' 250 1750 => in range
+run_as_front "403 0" => 0 [] [] gpio zel-pq 14 request; gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
+gap_is_within $REC 0.001 consumer=zel-motor 'set value=0' 0 1500 => in range
 grep -c zel-motor /sys/kernel/debug/gpio => 0
 set -- $(gpiofind PQ.06) && { gpioset -m signal "$1" "$2=0" >/dev/null 2>&1 & echo $! >/tmp/holder; } && sleep 1
-z "403 20" => 74 [] [zel_exec: command[1] id=403 execution: request PQ.06: Device or resource busy\n]
+run_as_front "403 20" => 74 [] [zel_exec: command[1] id=403 execution: request PQ.06: Device or resource busy\n]
 kill $(cat /tmp/holder)
 == motor-p5 (402) through the pin-control program
-z "402 200" => 0 [] []
-calls => set 10 op dh; set 10 op dl
-gap $PIN/calls 1000 'op dh' 'op dl' 190 2000 => in range
-j <$PIN/environ => PATH=/usr/sbin:/usr/bin:/sbin:/bin; LC_ALL=C
+run_as_front "402 200" => 0 [] []
+pinctrl_calls => set 10 op dh; set 10 op dl
+gap_is_within $PIN/calls 1000 'op dh' 'op dl' 190 2000 => in range
+joined <$PIN/environ => PATH=/usr/sbin:/usr/bin:/sbin:/bin; LC_ALL=C
 cat $PIN/stdin => /dev/null
 == device-power (501) and device-power-read (502): GPIO 7, then GPIO 21
-z "501 1" => 0 [] []
-calls => set 7 op dh; set 21 op dh
-z 502 => 0 [7: op dh | hi // GPIO7 = output\n21: op dh | hi // GPIO21 = output\n] []
-calls => get 7; get 21
-z "501 0" => 0 [] []
-calls => set 7 op dl; set 21 op dl
-z 502 => 0 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] []
+run_as_front "501 1" => 0 [] []
+pinctrl_calls => set 7 op dh; set 21 op dh
+run_as_front 502 => 0 [7: op dh | hi // GPIO7 = output\n21: op dh | hi // GPIO21 = output\n] []
+pinctrl_calls => get 7; get 21
+run_as_front "501 0" => 0 [] []
+pinctrl_calls => set 7 op dl; set 21 op dl
+run_as_front 502 => 0 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] []
 == a front-end's time-out: TERM to sudo mid-pulse switches the motor off at once, the tool ends by TERM
-signalled TERM $REC 'set value=1' "401 3000" "201 1" => 143 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs
+run_and_signal TERM $REC 'set value=1' "401 3000" "201 1" => 143 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs
 + gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
-gap $REC 0.001 'set value=1' 'set value=0' 0 1500 => in range
-settings /etc/zel/fanMode.config => 0:0 644 0\n
-signalled TERM $PIN/calls 'op dh' 502 "402 3000" "201 1" => 143 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] []
-calls => get 7; get 21; set 10 op dh; set 10 op dl
-gap $PIN/calls 1000 'op dh' 'op dl' 0 1500 => in range
-signalled TERM $REC consumer=zel-motor "403 3000" "201 1" => 143 [] [] gpio zel-pq 14 request
+gap_is_within $REC 0.001 'set value=1' 'set value=0' 0 1500 => in range
+settings_file /etc/zel/fanMode.config => 0:0 644 0\n
+run_and_signal TERM $PIN/calls 'op dh' 502 "402 3000" "201 1" => 143 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] []
+pinctrl_calls => get 7; get 21; set 10 op dh; set 10 op dl
+gap_is_within $PIN/calls 1000 'op dh' 'op dl' 0 1500 => in range
+run_and_signal TERM $REC consumer=zel-motor "403 3000" "201 1" => 143 [] [] gpio zel-pq 14 request
 + gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
-gap $REC 0.001 consumer=zel-motor 'set value=0' 0 1500 => in range
-settings /etc/zel/fanMode.config => 0:0 644 0\n
+gap_is_within $REC 0.001 consumer=zel-motor 'set value=0' 0 1500 => in range
+settings_file /etc/zel/fanMode.config => 0:0 644 0\n
 == TSTP, then KILL to sudo: the tool is not stopped, runs its batch to the end, and the next call succeeds
-signalled 'TSTP KILL' $REC 'set value=1' "401 1000" "201 1" => 137 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs
+run_and_signal 'TSTP KILL' $REC 'set value=1' "401 1000" "201 1" => 137 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs
 + gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
-settings /etc/zel/fanMode.config => 0:0 644 1\n
-z "201 0" => 0 [] []
+settings_file /etc/zel/fanMode.config => 0:0 644 1\n
+run_as_front "201 0" => 0 [] []
 == the caller's directory, no room for a file and 9 descriptors reach neither a rewrite nor the pin-control program
-limited "201 1" "402 10" => 0 [] []
-settings /etc/zel/fanMode.config => 0:0 644 1\n
-calls => set 10 op dh; set 10 op dl
-j $PIN/cwd $PIN/signals $PIN/limits => /; SigBlk: 0000000000000000; SigIgn: 0000000000000000
+run_with_limits "201 1" "402 10" => 0 [] []
+settings_file /etc/zel/fanMode.config => 0:0 644 1\n
+pinctrl_calls => set 10 op dh; set 10 op dl
+joined $PIN/cwd $PIN/signals $PIN/limits => /; SigBlk: 0000000000000000; SigIgn: 0000000000000000
 + Max file size unlimited unlimited bytes; Max open files 1024 4096 files
 EOF
 
