@@ -17,12 +17,13 @@ struct Limit {
 };
 
 constexpr rlim_t kUnlimited = RLIM_INFINITY;
+constexpr rlim_t kBootStackBytes = rlim_t{8} * 1024 * 1024;
 
 // The kernel's limits for init: the programs see what they would see when
 // started at boot, and a core dump of a root process lands nowhere.
 constexpr Limit kBootLimits[] = {
     {RLIMIT_CPU, kUnlimited, kUnlimited},  {RLIMIT_FSIZE, kUnlimited, kUnlimited},
-    {RLIMIT_DATA, kUnlimited, kUnlimited}, {RLIMIT_STACK, 8 * 1024 * 1024, kUnlimited},
+    {RLIMIT_DATA, kUnlimited, kUnlimited}, {RLIMIT_STACK, kBootStackBytes, kUnlimited},
     {RLIMIT_CORE, 0, kUnlimited},          {RLIMIT_NOFILE, 1024, 4096},
     {RLIMIT_AS, kUnlimited, kUnlimited},
 };

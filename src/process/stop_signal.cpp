@@ -55,7 +55,8 @@ void endIfStopRequested()
     struct sigaction fallback {};
     fallback.sa_handler = SIG_DFL;
     ::sigaction(signal, &fallback, nullptr);
-    ::raise(signal);
+    // Fails only for an invalid number; the caller's status then stands.
+    static_cast<void>(::raise(signal));
 }
 
 void resetSignalsForProgram()
