@@ -18,7 +18,7 @@ int DescriptorBuffer::overflow(int c)
     if (c != traits_type::eof()) {
         const char byte = traits_type::to_char_type(c);
         if (pbase() == epptr()) {
-            writeAll(&byte, 1);
+            writeIgnoringErrors(&byte, 1);
         } else {
             sputc(byte);
         }
@@ -31,7 +31,7 @@ std::streamsize DescriptorBuffer::xsputn(const char* data, std::streamsize size)
     if (size > epptr() - pptr()) {
         flush();
         if (size > epptr() - pptr()) {
-            writeAll(data, static_cast<std::size_t>(size));
+            writeIgnoringErrors(data, static_cast<std::size_t>(size));
             return size;
         }
     }
@@ -46,11 +46,11 @@ int DescriptorBuffer::sync()
 
 void DescriptorBuffer::flush()
 {
-    writeAll(pbase(), static_cast<std::size_t>(pptr() - pbase()));
+    writeIgnoringErrors(pbase(), static_cast<std::size_t>(pptr() - pbase()));
     setp(pbase(), epptr());
 }
 
-void DescriptorBuffer::writeAll(const char* data, std::size_t size) const
+void DescriptorBuffer::writeIgnoringErrors(const char* data, std::size_t size) const
 {
     while (size > 0) {
         const ssize_t count = ::write(fd_, data, size);

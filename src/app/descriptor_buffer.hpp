@@ -27,7 +27,7 @@ protected:
 
 private:
     void flush();
-    void writeAll(const char* data, std::size_t size) const;
+    void writeIgnoringErrors(const char* data, std::size_t size) const;
 
     int fd_;
 };

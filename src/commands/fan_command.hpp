@@ -11,10 +11,10 @@ namespace zel {
 namespace {
 
 constexpr const char* kDualFanChips[] = {"/sys/class/pwm/pwmchip1", "/sys/class/pwm/pwmchip2"};
-constexpr char kLegacyFanChip[] = "/sys/class/pwm/pwmchip0";
-constexpr char kLegacyFanDuty[] = "/sys/class/pwm/pwmchip0/pwm1/duty_cycle";
-constexpr int kP5FanChannel = 1;
-constexpr char kP5FanChannelDirectory[] = "/sys/class/pwm/pwmchip0/pwm1";
+// Channel 1 of pwmchip0 drives both the legacy fan and the P5 fan.
+constexpr char kPwmchip0[] = "/sys/class/pwm/pwmchip0";
+constexpr int kPwmchip0FanChannel = 1;
+constexpr char kPwmchip0FanChannelDirectory[] = "/sys/class/pwm/pwmchip0/pwm1";
 constexpr const char* kCoolingStates[] = {"/sys/class/thermal/cooling_device0/cur_state",
                                           "/sys/class/thermal/cooling_device1/cur_state"};
 
@@ -54,7 +54,7 @@ public:
         switch (info_.id) {
         case CommandId::FanLegacy:
             // Channel, period and enable are left to the board's start-up.
-            return io.writeSysfs(kLegacyFanDuty, value, error);
+            return io.writeSysfs(std::string(kPwmchip0FanChannelDirectory) + "/duty_cycle", value, error);
         case CommandId::FanP5:
             return configureP5Fan(io, value, std::to_string(args[1]), error);
         case CommandId::FanThermal:
@@ -84,8 +84,8 @@ private:
     // Off and zeroed first, so that the new period never meets an old, larger duty.
     static bool configureP5Fan(DeviceIo& io, const std::string& duty, const std::string& enable, std::string& error)
     {
-        const std::string channel = kP5FanChannelDirectory;
-        return io.ensurePwm(kLegacyFanChip, kP5FanChannel, error) && io.writeSysfs(channel + "/enable", "0", error) &&
+        const std::string channel = kPwmchip0FanChannelDirectory;
+        return io.ensurePwm(kPwmchip0, kPwmchip0FanChannel, error) && io.writeSysfs(channel + "/enable", "0", error) &&
                io.writeSysfs(channel + "/duty_cycle", "0", error) &&
                io.writeSysfs(channel + "/period", "40000", error) &&
                io.writeSysfs(channel + "/duty_cycle", duty, error) && io.writeSysfs(channel + "/enable", enable, error);

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The zel_exec developers
 // SPDX-License-Identifier: MIT
-#include "device/gpio_locator.hpp"
-#include "device/motor_pulse.hpp"
+#include "device/gpio_chardev_pulse.hpp"
+
+#include "device/gpio_line_location.hpp"
 #include "device/pin_control.hpp"
 #include "device/posix_io.hpp"
 #include "process/run_process.hpp"
@@ -51,13 +52,13 @@ UniqueFd requestLineHigh(int chip, unsigned int offset)
 
 bool pulseGpioCharDevLine(int durationMs, std::string& error)
 {
-    const CommandResult located = runProcess(kGpiofindProgram, {kLineName}, kFixedProgramTimeoutMs);
+    const CommandResult located = runProcess(kLineLookupProgram, {kLineName}, kFixedProgramTimeoutMs);
     if (located.exitCode != 0) {
         error = "gpiofind PQ.06 failed: " + located.error;
         return false;
     }
     GpioLineLocation location;
-    if (!parseGpioLocation(located.output, location, error)) {
+    if (!parseGpioLineLocation(located.output, location, error)) {
         return false;
     }
     UniqueFd chip(::open(("/dev/" + location.chipName).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));

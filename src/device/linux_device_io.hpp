@@ -14,11 +14,16 @@ class LinuxDeviceIo : public DeviceIo {
 public:
     LinuxDeviceIo() = default;
 
+    // sysfs_writer.cpp
     bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override;
+    // pwm_export.cpp
     bool ensurePwm(const std::string& chip, int channel, std::string& error) override;
+    // settings_store.cpp
     bool writeConfig(const std::string& directory, const std::string& fileName, const std::string& content,
                      std::string& error) override;
+    // motor_pulse.cpp, with the NX board's pulse in gpio_chardev_pulse.cpp
     bool motorPulse(CommandId id, int durationMs, std::string& output, std::string& error) override;
+    // pin_control.cpp
     CommandResult pinctrl(const std::vector<std::string>& args) override;
 };
 

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The zel_exec developers
 // SPDX-License-Identifier: MIT
-#include "device/motor_pulse.hpp"
-
+#include "device/gpio_chardev_pulse.hpp"
 #include "device/linux_device_io.hpp"
 #include "device/pin_control.hpp"
 #include "device/posix_io.hpp"

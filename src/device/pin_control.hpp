@@ -8,7 +8,7 @@
 namespace zel {
 
 constexpr char kPinctrlProgram[] = "/usr/bin/pinctrl";
-constexpr char kGpiofindProgram[] = "/usr/bin/gpiofind";
+constexpr char kLineLookupProgram[] = "/usr/bin/gpiofind";
 constexpr int kFixedProgramTimeoutMs = 5000;
 
 // Runs the pin-control program and appends its standard output to `output`

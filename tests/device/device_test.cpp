@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The zel_exec developers
 // SPDX-License-Identifier: MIT
-#include "device/gpio_locator.hpp"
+#include "device/gpio_line_location.hpp"
 #include "device/linux_device_io.hpp"
 #include "support/private_mounts.hpp"
 
@@ -89,7 +89,7 @@ TEST(PwmExport, ExportsOnlyWhenNeededAndWaitsABoundedTimeForTheChannel)
 
 // A motor must never be left running: the switch-off follows even a failed switch-on, and only a good one is
 // followed by the wait. 401 writes sysfs GPIO 131 (calls numbered in `failing` fail); 402 runs the pin-control
-// program for line 10 with dh, then dl; 403 asks the locator program where PQ.06 is before it opens that chip.
+// program for line 10 with dh, then dl; 403 asks the line-lookup program where PQ.06 is before it opens that chip.
 TEST_F(Private, MotorPulseSwitchesOffWhateverHappensAndReportsEveryFailureExactly)
 {
     const std::string gpio = "/sys/class/gpio/gpio131/", runs = "set 10 op dh\nset 10 op dl\n";
@@ -126,7 +126,7 @@ TEST_F(Private, MotorPulseSwitchesOffWhateverHappensAndReportsEveryFailureExactl
 
 // The token and length tests come before the character tests, so a bad length wins over a bad character
 // and the chip over the offset.
-TEST(GpioLocator, AcceptsOrRefusesEachLocatorOutputAsTheTableSays)
+TEST(GpioLineLocation, ParsesOrRefusesEachLineLookupOutputAsTheTableSays)
 {
     const std::pair<const char*, const char*> cases[] = { // output, then chip/offset or the error text
         {"gpiochip0\n12\n", "gpiochip0/12"}, {"\t gpiochip12345678   00042 \n", "gpiochip12345678/42"},
@@ -141,7 +141,7 @@ TEST(GpioLocator, AcceptsOrRefusesEachLocatorOutputAsTheTableSays)
         SCOPED_TRACE(std::string("output \"") + output + "\"");
         GpioLineLocation location;
         std::string error = "earlier text";
-        const bool parsed = parseGpioLocation(output, location, error);
+        const bool parsed = parseGpioLineLocation(output, location, error);
         EXPECT_EQ(parsed ? location.chipName + "/" + std::to_string(location.offset) : error, outcome);
     }
 }

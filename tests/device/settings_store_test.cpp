@@ -21,7 +21,7 @@ bool prepare(const std::string& commands)
     return std::system(("set -e; umask 022; cd /etc; " + commands).c_str()) == 0;
 }
 
-TEST_F(Private, ConfigStoreWritesOnlyRootOwnedPlainFilesAndLeavesRefusedOnesAlone)
+TEST_F(Private, SettingsStoreWritesOnlyRootOwnedPlainFilesAndLeavesRefusedOnesAlone)
 {
     const std::string zel = "mkdir zel; echo earlier settings >zel/fanMode.config; ";
     const struct {

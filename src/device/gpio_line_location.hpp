@@ -12,8 +12,8 @@ struct GpioLineLocation {
     unsigned int offset = 0;
 };
 
-// Parses the lookup program's output: exactly two whitespace-separated
+// Parses the line-lookup program's output: exactly two whitespace-separated
 // tokens, a chip name and a line offset of 1 to 5 digits.
-bool parseGpioLocation(const std::string& output, GpioLineLocation& location, std::string& error);
+bool parseGpioLineLocation(const std::string& output, GpioLineLocation& location, std::string& error);
 
 } // namespace zel

@@ -6,7 +6,7 @@
 
 namespace zel {
 
-// The NX board's pulse: the line "PQ.06", found with the lookup program and
+// The NX board's pulse: the line "PQ.06", found with the line-lookup program and
 // driven through one GPIO character-device line handle from on to off.
 bool pulseGpioCharDevLine(int durationMs, std::string& error);
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The zel_exec developers
 // SPDX-License-Identifier: MIT
-#include "device/gpio_locator.hpp"
+#include "device/gpio_line_location.hpp"
 
 #include <algorithm>
 #include <sstream>
@@ -20,7 +20,7 @@ bool allDigits(std::string_view text)
 
 } // namespace
 
-bool parseGpioLocation(const std::string& output, GpioLineLocation& location, std::string& error)
+bool parseGpioLineLocation(const std::string& output, GpioLineLocation& location, std::string& error)
 {
     std::istringstream tokens(output);
     std::string chipName;
