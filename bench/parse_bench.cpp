@@ -24,10 +24,7 @@ class NullDeviceIo final : public zel::DeviceIo {
 public:
     bool writeSysfs(const std::string&, const std::string&, std::string&) override { return true; }
     bool ensurePwm(const std::string&, int, std::string&) override { return true; }
-    bool writeConfig(const std::string&, const std::string&, const std::string&, std::string&) override
-    {
-        return true;
-    }
+    bool writeConfig(const std::string&, const std::string&, const std::string&, std::string&) override { return true; }
     bool motorPulse(zel::CommandId, int, std::string&, std::string&) override { return true; }
     zel::CommandResult pinctrl(const std::vector<std::string>&) override { return {0, "", ""}; }
 };

@@ -39,10 +39,7 @@ bool plainRun(const std::string& program)
     return pid > 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-bool runnerRun(const std::string& program)
-{
-    return zel::runProcess(program, {}, 5000).exitCode == 0;
-}
+bool runnerRun(const std::string& program) { return zel::runProcess(program, {}, 5000).exitCode == 0; }
 
 void printRow(const char* label, const std::vector<double>& micros)
 {

@@ -56,8 +56,8 @@ bool runOnce(Command& command, const posix_spawn_file_actions_t& actions, char* 
     }
     const double elapsed = nowMicroseconds() - start;
     if (!WIFEXITED(status) || WEXITSTATUS(status) != command.status) {
-        std::fprintf(stderr, "zel_bench_time: %s ended with wait status %d, expected exit %d\n",
-                     command.label.c_str(), status, command.status);
+        std::fprintf(stderr, "zel_bench_time: %s ended with wait status %d, expected exit %d\n", command.label.c_str(),
+                     status, command.status);
         return false;
     }
     if (keep) {

@@ -38,8 +38,7 @@ public:
         return true;
     }
 
-    bool execute(DeviceIo& io, const std::vector<int>& args, std::ostream& /*out*/,
-                 std::string& error) const override
+    bool execute(DeviceIo& io, const std::vector<int>& args, std::ostream& /*out*/, std::string& error) const override
     {
         switch (info_.id) {
         case CommandId::Brightness588:

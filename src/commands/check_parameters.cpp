@@ -4,8 +4,7 @@
 
 namespace zel {
 
-bool checkParameters(const std::vector<int>& args, unsigned long expectedCount, int min, int max,
-                     std::string& error)
+bool checkParameters(const std::vector<int>& args, unsigned long expectedCount, int min, int max, std::string& error)
 {
     if (args.size() != expectedCount) {
         error = "wrong parameter count";

@@ -9,7 +9,6 @@ namespace zel {
 
 // The count test and the range test of the first argument that every
 // handler's validation starts with; a handler tests further arguments itself.
-bool checkParameters(const std::vector<int>& args, unsigned long expectedCount, int min, int max,
-                     std::string& error);
+bool checkParameters(const std::vector<int>& args, unsigned long expectedCount, int min, int max, std::string& error);
 
 } // namespace zel

@@ -28,8 +28,7 @@ public:
     virtual ~CommandHandler() = default;
     virtual const CommandInfo& info() const = 0;
     virtual bool validate(const std::vector<int>& args, std::string& error) const = 0;
-    virtual bool execute(DeviceIo& io, const std::vector<int>& args, std::ostream& out,
-                         std::string& error) const = 0;
+    virtual bool execute(DeviceIo& io, const std::vector<int>& args, std::ostream& out, std::string& error) const = 0;
 
 protected:
     CommandHandler() = default;

@@ -24,8 +24,7 @@ public:
         return checkParameters(args, 1, 0, isFanMode() ? 1 : 6, error);
     }
 
-    bool execute(DeviceIo& io, const std::vector<int>& args, std::ostream& /*out*/,
-                 std::string& error) const override
+    bool execute(DeviceIo& io, const std::vector<int>& args, std::ostream& /*out*/, std::string& error) const override
     {
         return io.writeConfig(kFanSettingsDirectory, isFanMode() ? "fanMode.config" : "fanLevel.config",
                               std::to_string(args[0]), error);

@@ -47,8 +47,7 @@ public:
         }
     }
 
-    bool execute(DeviceIo& io, const std::vector<int>& args, std::ostream& /*out*/,
-                 std::string& error) const override
+    bool execute(DeviceIo& io, const std::vector<int>& args, std::ostream& /*out*/, std::string& error) const override
     {
         const std::string value = std::to_string(args[0]);
         switch (info_.id) {
@@ -66,8 +65,7 @@ public:
 
 private:
     // The second chip is begun only once the first is fully configured.
-    static bool configureDualFans(DeviceIo& io, const std::string& period, const std::string& duty,
-                                  std::string& error)
+    static bool configureDualFans(DeviceIo& io, const std::string& period, const std::string& duty, std::string& error)
     {
         for (const char* chip : kDualFanChips) {
             const std::string channel = std::string(chip) + "/pwm0";

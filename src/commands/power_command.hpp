@@ -29,9 +29,9 @@ public:
     bool execute(DeviceIo& io, const std::vector<int>& args, std::ostream& out, std::string& error) const override
     {
         for (const char* line : kPowerLines) {
-            const CommandResult result = io.pinctrl(readOnly_ ? std::vector<std::string>{"get", line}
-                                                              : std::vector<std::string>{"set", line, "op",
-                                                                                         args[0] != 0 ? "dh" : "dl"});
+            const CommandResult result =
+                io.pinctrl(readOnly_ ? std::vector<std::string>{"get", line}
+                                     : std::vector<std::string>{"set", line, "op", args[0] != 0 ? "dh" : "dl"});
             out << result.output;
             error += result.error;
             if (result.exitCode != 0) {

@@ -52,8 +52,8 @@ const std::vector<const CommandHandler*>& registeredCommands()
     static const PowerCommand powerWrite(kDevicePowerInfo, false);
     static const PowerCommand powerRead(kDevicePowerReadInfo, true);
     static const std::vector<const CommandHandler*> commands{
-        &fans[0],       &fans[1],       &fans[2],       &fans[3],  &fans[4],   &mode,       &level,    &brightness[0],
-        &brightness[1], &brightness[2], &motors[0],     &motors[1], &motors[2], &powerWrite, &powerRead};
+        &fans[0],       &fans[1],       &fans[2],   &fans[3],   &fans[4],   &mode,       &level,    &brightness[0],
+        &brightness[1], &brightness[2], &motors[0], &motors[1], &motors[2], &powerWrite, &powerRead};
     return commands;
 }
 

@@ -107,8 +107,8 @@ bool LinuxDeviceIo::writeConfig(const std::string& directory, const std::string&
         return false;
     }
     // No O_TRUNC: the content must survive until the checks and the lock have passed.
-    UniqueFd fd(::openat(parent.get(), fileName.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC,
-                         kFileMode));
+    UniqueFd fd(
+        ::openat(parent.get(), fileName.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, kFileMode));
     const int openErrno = errno;
     parent.reset();
     if (!fd) {

@@ -32,10 +32,7 @@ bool isBatch(const std::vector<std::string>& args)
     return args.size() >= 2 && args[0] == "-c" && args.size() - 1 <= kMaxGroups;
 }
 
-std::string idText(const CommandHandler& handler)
-{
-    return std::to_string(static_cast<int>(handler.info().id));
-}
+std::string idText(const CommandHandler& handler) { return std::to_string(static_cast<int>(handler.info().id)); }
 
 // One diagnostic line in one piece, so that it reaches the stream in one write.
 void report(std::ostream& err, std::size_t group, const std::string& text)

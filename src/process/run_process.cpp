@@ -49,10 +49,7 @@ bool createPipe(int fds[2])
     return true;
 }
 
-std::string pipeFailure(int savedErrno)
-{
-    return std::string("pipe: ") + std::strerror(savedErrno) + "\n";
-}
+std::string pipeFailure(int savedErrno) { return std::string("pipe: ") + std::strerror(savedErrno) + "\n"; }
 
 // Runs in the forked child: only async-signal-safe calls on data prepared
 // before the fork, no allocation, no destructors.
@@ -82,8 +79,7 @@ std::string pipeFailure(int savedErrno)
 class ChildCollector {
 public:
     ChildCollector(pid_t pid, int outRead, int errRead, CommandResult& result)
-        : pid_(pid), ends_{UniqueFd(outRead), UniqueFd(errRead)}, sinks_{&result.output, &result.error},
-          result_(result)
+        : pid_(pid), ends_{UniqueFd(outRead), UniqueFd(errRead)}, sinks_{&result.output, &result.error}, result_(result)
     {
     }
 

@@ -30,13 +30,15 @@ TEST(DescriptorBuffer, HoldsTextUntilFullOrFlushedAndKeepsItsOrder)
         char space[4];
         DescriptorBuffer buffer(fds[1], space, sizeof space);
         std::ostream out(&buffer);
-        out << "ab" << "cd";
+        out << "ab"
+            << "cd";
         arrived("");
         out.put('e');
         arrived("abcd");
         out << "fghij"; // more than the buffer holds: what it held goes first
         arrived("efghij");
-        out << "v" << "wxyz"; // exactly the buffer's size: held once "v" has gone
+        out << "v"
+            << "wxyz"; // exactly the buffer's size: held once "v" has gone
         arrived("v");
         out.flush();
         arrived("wxyz");

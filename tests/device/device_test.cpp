@@ -61,7 +61,12 @@ TEST(PwmExport, ExportsOnlyWhenNeededAndWaitsABoundedTimeForTheChannel)
     static const testing::TempDirectory chip;
     const std::string channel = chip.path + "/pwm1", exported = chip.path + "/export=1\n";
     const std::string timedOut = "0|PWM export timed out: " + channel + "|" + exported;
-    const struct { char before; bool kernelCreates; const char* failing; std::string shown; } cases[] = {
+    const struct {
+        char before;
+        bool kernelCreates;
+        const char* failing;
+        std::string shown;
+    } cases[] = {
         {'d', false, "", "1|-|"}, // the channel is there already
         {'-', true, "", "1|-|" + exported},
         {'-', true, "1", "1||" + exported}, // someone else exported it first
@@ -94,7 +99,12 @@ TEST_F(Private, MotorPulseSwitchesOffWhateverHappensAndReportsEveryFailureExactl
 {
     const std::string gpio = "/sys/class/gpio/gpio131/", runs = "set 10 op dh\nset 10 op dl\n";
     const std::string pulse = gpio + "direction=out\n" + gpio + "value=1\n" + gpio + "value=0\n";
-    const struct { int id, ms; const char *failing, *answer; std::string want; } cases[] = { // pulsed|log|out|err
+    const struct {
+        int id, ms;
+        const char *failing, *answer;
+        std::string want;
+    } cases[] = {
+        // pulsed|log|out|err
         {401, 1000, "", "", "1|" + pulse + "||-"},
         {401, 0, "1", "", "0|" + gpio + "direction=out\n||fail 1"},
         {401, 0, "2", "", "0|" + pulse + "||fail 2"},
@@ -128,13 +138,20 @@ TEST_F(Private, MotorPulseSwitchesOffWhateverHappensAndReportsEveryFailureExactl
 // and the chip over the offset.
 TEST(GpioLineLocation, ParsesOrRefusesEachLineLookupOutputAsTheTableSays)
 {
-    const std::pair<const char*, const char*> cases[] = { // output, then chip/offset or the error text
-        {"gpiochip0\n12\n", "gpiochip0/12"}, {"\t gpiochip12345678   00042 \n", "gpiochip12345678/42"},
-        {"gpiochip9 99999", "gpiochip9/99999"}, {"gpiochip0\n", "invalid gpiofind output"},
-        {"gpiochip0 12 PQ.06\n", "invalid gpiofind output"}, {"chip0 1", "invalid gpiofind output"},
-        {"gpiochip 1", "invalid gpiofind output"}, {"gpiochip123456789 1", "invalid gpiofind output"},
-        {"gpiochipA 123456", "invalid gpiofind output"}, {"gpiochipA 1", "invalid GPIO chip"},
-        {"gpiochip0/ 1", "invalid GPIO chip"}, {"gpiochip: 1", "invalid GPIO chip"},
+    const std::pair<const char*, const char*> cases[] = {
+        // output, then chip/offset or the error text
+        {"gpiochip0\n12\n", "gpiochip0/12"},
+        {"\t gpiochip12345678   00042 \n", "gpiochip12345678/42"},
+        {"gpiochip9 99999", "gpiochip9/99999"},
+        {"gpiochip0\n", "invalid gpiofind output"},
+        {"gpiochip0 12 PQ.06\n", "invalid gpiofind output"},
+        {"chip0 1", "invalid gpiofind output"},
+        {"gpiochip 1", "invalid gpiofind output"},
+        {"gpiochip123456789 1", "invalid gpiofind output"},
+        {"gpiochipA 123456", "invalid gpiofind output"},
+        {"gpiochipA 1", "invalid GPIO chip"},
+        {"gpiochip0/ 1", "invalid GPIO chip"},
+        {"gpiochip: 1", "invalid GPIO chip"},
         {"gpiochip0 1:", "invalid GPIO offset"},
     };
     for (const auto& [output, outcome] : cases) {

@@ -73,10 +73,12 @@ TEST(Dispatch, AnswersHelpAndRejectsBadCommandLinesWithOneLineTouchingNothing)
     tooMany[0] = most[0] = "-c";
     most.back() = "99";
     const std::string group256 = "105" + std::string(253, ' ');
-    cases.insert(cases.end(), {{tooMany, usage}, {most, "65||zel_exec: command[64] unknown id=99\n"},
-                               {{"-c", group256 + " "}, "66||zel_exec: command[1] invalid length\n"},
-                               {{"-c", group256}, "66||zel_exec: command[1] id=105 validation: wrong parameter count\n"},
-                               {{"-c", "\t"}, "66||zel_exec: command[1] missing command id\n"}});
+    cases.insert(cases.end(),
+                 {{tooMany, usage},
+                  {most, "65||zel_exec: command[64] unknown id=99\n"},
+                  {{"-c", group256 + " "}, "66||zel_exec: command[1] invalid length\n"},
+                  {{"-c", group256}, "66||zel_exec: command[1] id=105 validation: wrong parameter count\n"},
+                  {{"-c", "\t"}, "66||zel_exec: command[1] missing command id\n"}});
     for (const auto& [args, shown] : cases) {
         for (const unsigned int euid : {0U, 1000U}) {
             SCOPED_TRACE(::testing::PrintToString(args) + " as " + std::to_string(euid));
@@ -102,8 +104,9 @@ TEST(Dispatch, LeavesTheBoardAsEachCommandSaysAndStopsAtTheFirstFailure)
         std::map<std::string, CommandResult> replies = {};
     } cases[] = {
         {"-c|101 0|101 255000", "", "0||", "pwm/pwmchip0/pwm1: duty_cycle=255000"},
-        {"-c|104 50000", "", "0||", kChip1 + "duty_cycle=50000 enable=1 period=50000 polarity=normal" + kChip2 +
-                                        "duty_cycle=50000 enable=1 period=50000 polarity=normal"},
+        {"-c|104 50000", "", "0||",
+         kChip1 + "duty_cycle=50000 enable=1 period=50000 polarity=normal" + kChip2 +
+             "duty_cycle=50000 enable=1 period=50000 polarity=normal"},
         {"-c|102 9", "/sys/class/pwm/pwmchip1/pwm0/period",
          kFailed + "102 execution: /sys/class/pwm/pwmchip1/pwm0/period failed\n", "pwm/pwmchip1: pwm0=exported"},
         {"-c|102 9", "/sys/class/pwm/pwmchip2/pwm0/duty_cycle",
@@ -118,8 +121,11 @@ TEST(Dispatch, LeavesTheBoardAsEachCommandSaysAndStopsAtTheFirstFailure)
          "/etc/device: black.config=BRIGHTNESS=255; pwm/pwmchip0/pwm0: duty_cycle=255000 period=255000"},
         {"-c|401 0|402 60000|403 7", "", "0|buzz\nbuzz\nbuzz\n|", "motor=403 7"},
         {"-c|502|501 1", "", "0|7 hi\n|warn 21", "", {{"get 7", {0, "7 hi\n", ""}}, {"get 21", {0, "", "warn 21"}}}},
-        {"-c|201 1|501 1", "", "74|out 21\n|zel_exec: command[2] id=501 execution: bad 21\npinctrl exit=70\n",
-         "/etc/zel: fanMode.config=1", {{"set 21 op dh", {70, "out 21\n", "bad 21\n"}}}},
+        {"-c|201 1|501 1",
+         "",
+         "74|out 21\n|zel_exec: command[2] id=501 execution: bad 21\npinctrl exit=70\n",
+         "/etc/zel: fanMode.config=1",
+         {{"set 21 op dh", {70, "out 21\n", "bad 21\n"}}}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.args) + " failing " + c.failing);

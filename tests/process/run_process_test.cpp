@@ -21,7 +21,10 @@ using Args = std::vector<std::string>;
 TEST(RunProcess, PassesOnBothStreamsAndHowTheProgramEndedOrRefusesToStartIt)
 {
     const std::string half(524288, '\0'), nul(1, '\0');
-    const struct { std::string body, shown, program = "/bin/sh"; int timeoutMs = 3000; } cases[] = {
+    const struct {
+        std::string body, shown, program = "/bin/sh";
+        int timeoutMs = 3000;
+    } cases[] = {
         {"", "70||invalid process invocation\n", "bin/sh"},
         {"", "70||invalid process invocation\n", "/bin/sh" + nul},
         {"true", "70||invalid process invocation\n", "/bin/sh", 0},

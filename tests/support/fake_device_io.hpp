@@ -43,8 +43,9 @@ public:
         }
         log.push_back("pinctrl=" + joined);
         const auto reply = replies.find(joined);
-        return log.size() == failCall ? CommandResult{1, "", ""}
-                                      : reply == replies.end() ? CommandResult{0, "", ""} : reply->second;
+        return log.size() == failCall   ? CommandResult{1, "", ""}
+               : reply == replies.end() ? CommandResult{0, "", ""}
+                                        : reply->second;
     }
 
     std::map<std::string, std::string> state;
