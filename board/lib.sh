@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # SPDX-FileCopyrightText: 2026 The zel_exec developers
 # SPDX-License-Identifier: MIT
-# Shared by board/e2e and board/try: host set-up, image building and booting
+# Shared by board/check and board/try: host set-up, image building and booting
 # of the simulated board. Sourced, not run.
 
 # The one place the guest kernel is pinned. Image, headers and the module

@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-FileCopyrightText: 2026 The zel_exec developers
 # SPDX-License-Identifier: MIT
-# End-to-end checks of the zel-exec package on the simulated board, run as
+# The board checks of the zel-exec package on the simulated board, run as
 # root by /init: installed with apt, sudo set up as the README says, every
 # batch run as the front-end user "front" (umask 077) through sudo -n, the
 # outcome read back from sysfs and the board module's record. The table runs
