@@ -68,10 +68,11 @@ run_and_signal() {
     awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : " "); printf "%s", $0 } END { print "" }' $REC
 }
 # run_with_limits GROUP...: run_as_front with sudo started in front's home directory, with no room
-# for a file and 9 descriptors, limits that sudo passes on.
+# for a file, 9 descriptors and SIGCHLD ignored, all of which sudo passes on.
 run_with_limits() {
     : >$PIN/calls
-    as_user front sh -c 'cd /home/front && ulimit -f 0 && ulimit -n 9 && exec sudo -n /usr/bin/zel_exec -c "$@"' sh "$@" \
+    as_user front sh -c 'cd /home/front && ulimit -f 0 && ulimit -n 9 &&
+        exec perl -e "\$SIG{CHLD} = q(IGNORE); exec @ARGV" sudo -n /usr/bin/zel_exec -c "$@"' sh "$@" \
         </dev/null >/tmp/out 2>/tmp/err
     printf '%s [%s] [%s]\n' $? "$(escaped /tmp/out)" "$(escaped /tmp/err)"
 }
@@ -262,7 +263,7 @@ run_and_signal 'TSTP KILL' $REC 'set value=1' "401 1000" "201 1" => 137 [] [] gp
 + gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
 settings_file /etc/zel/fanMode.config => 0:0 644 1\n
 run_as_front "201 0" => 0 [] []
-== the caller's directory, no room for a file and 9 descriptors reach neither a rewrite nor the pin-control program
+== the caller's directory, no room for a file, 9 descriptors and an ignored SIGCHLD reach neither a rewrite nor the pin-control program
 run_with_limits "201 1" "402 10" => 0 [] []
 settings_file /etc/zel/fanMode.config => 0:0 644 1\n
 pinctrl_calls => set 10 op dh; set 10 op dl

@@ -35,7 +35,7 @@ int runBatch(int argc, char** argv, std::ostream& out, std::ostream& err)
 int main(int argc, char** argv)
 {
     zel::resetResourceLimits();
-    zel::catchStopSignals();
+    zel::overrideCallerSignals();
     // Standard output is held until the end, or until standard error is
     // written: the error stream is tied to it, as std::cerr is to std::cout.
     char outputSpace[8192];

@@ -22,7 +22,7 @@ void recordStopSignal(int signal)
 
 } // namespace
 
-void catchStopSignals()
+void overrideCallerSignals()
 {
     struct sigaction record {};
     record.sa_handler = recordStopSignal;
@@ -41,6 +41,11 @@ void catchStopSignals()
     for (const int signal : kTerminalStopSignals) {
         ::sigaction(signal, &ignore, nullptr);
     }
+    // Where the caller ignored SIGCHLD, the kernel would reap the fixed
+    // programs before the runner could learn how they ended.
+    struct sigaction fallback {};
+    fallback.sa_handler = SIG_DFL;
+    ::sigaction(SIGCHLD, &fallback, nullptr);
     ::sigprocmask(SIG_UNBLOCK, &record.sa_mask, nullptr);
 }
 

@@ -10,9 +10,10 @@ namespace zel {
 // stops before its next command, and the process then ends by that signal.
 
 // Records the relayed signals (TERM, INT, HUP, QUIT, ALRM, USR1, USR2) even
-// where the caller ignored or blocked them, and ignores the terminal stop
-// signals, which would freeze the tool holding a lock or a line.
-void catchStopSignals();
+// where the caller ignored or blocked them, ignores the terminal stop
+// signals, which would freeze the tool holding a lock or a line, and gives
+// SIGCHLD its default back, which sudo passes on ignored if the caller did.
+void overrideCallerSignals();
 
 // True once a relayed signal has arrived.
 bool stopRequested();

@@ -2,7 +2,7 @@
  * SPDX-License-Identifier: MIT */
 /* hostile_caller DIRECTORY PROGRAM [ARGUMENT...]: starts PROGRAM the way a
  * careless front-end's sudo could: in DIRECTORY, with every signal blocked,
- * the stop signals ignored, no room to write a file and few descriptors. Only
+ * the stop signals and SIGCHLD ignored, no room to write a file and few descriptors. Only
  * the soft limits are lowered: a root without CAP_SYS_RESOURCE, such as this
  * test's in a container, could not raise lowered hard ones back. */
 #include <signal.h>
@@ -12,7 +12,8 @@
 
 int main(int argc, char** argv)
 {
-    static const int ignored[] = {SIGHUP, SIGINT, SIGQUIT, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGTSTP, SIGPIPE};
+    static const int ignored[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGALRM, SIGTERM,
+                                  SIGUSR1, SIGUSR2, SIGTSTP, SIGPIPE, SIGCHLD};
     struct rlimit noRoom;
     struct rlimit fewFiles;
     sigset_t all;
