@@ -25,8 +25,9 @@ TEST_F(Private, SettingsStoreWritesOnlyRootOwnedPlainFilesAndLeavesRefusedOnesAl
 {
     const std::string zel = "mkdir zel; echo earlier settings >zel/fanMode.config; ";
     const struct {
-        std::string setup, error; // error empty: stored
-        const char *checked = kMode, *after = kOld, *directory = kZel, *fileName = "fanMode.config";
+        std::string setup, error;                   // error empty: stored, and the error string left alone
+        const char *checked = kMode, *after = kOld; // what the checked path shows afterwards
+        const char *directory = kZel, *fileName = "fanMode.config";
     } cases[] = {
         {"", "", kMode, "7\n"},
         {"mkdir device; echo earlier settings >device/black.config", "", "/etc/device/black.config", "7\n",
@@ -59,8 +60,9 @@ TEST_F(Private, SettingsStoreWritesOnlyRootOwnedPlainFilesAndLeavesRefusedOnesAl
         const long descriptors = testing::openDescriptorCount();
         std::string error = "-";
         const bool stored = LinuxDeviceIo().writeConfig(c.directory, c.fileName, "7", error);
-        EXPECT_EQ(std::to_string(stored) + " " + error + "|" + testing::shownFile(c.checked),
-                  (c.error.empty() ? "1 -" : "0 " + c.error) + "|" + c.after);
+        EXPECT_EQ(stored, c.error.empty());
+        EXPECT_EQ(error, c.error.empty() ? "-" : c.error);
+        EXPECT_EQ(testing::shownFile(c.checked), c.after);
         EXPECT_EQ(testing::openDescriptorCount(), descriptors);
     }
 }
