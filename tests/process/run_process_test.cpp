@@ -19,14 +19,18 @@ using Args = std::vector<std::string>;
 // process as it found it: no descriptor and no child. What the program is handed (argument zero, environment,
 // /dev/null as input, no stray descriptor) is proven on the simulated board and by fault injection, which
 // also fails the runner's pipes and lets a program outlive its deadline.
-TEST(RunProcess, PassesOnBothStreamsAndHowTheProgramEnded)
+TEST(RunProcess, PassesOnBothStreamsAndHowTheProgramEndedOrRefusesToStartIt)
 {
     const std::string half(524288, '\0');
     const struct {
         std::string body;
         int status;
         std::string out, err, program = "/bin/sh";
+        int timeoutMs = 3000;
     } cases[] = {
+        // No caller passes these, but only they tell the guard's clauses apart.
+        {"", 70, "", "invalid process invocation\n", "bin/sh"},
+        {"true", 70, "", "invalid process invocation\n", "/bin/sh", 0},
         {"echo o1; echo e1 >&2; echo o2; echo e2 >&2", 0, "o1\no2\n", "e1\ne2\n"},
         {"printf x; exit 3", 3, "x", ""},
         {"echo bye >&2; kill -TERM $$", 143, "", "bye\n"},
@@ -40,7 +44,7 @@ TEST(RunProcess, PassesOnBothStreamsAndHowTheProgramEnded)
     for (const auto& c : cases) {
         SCOPED_TRACE(c.program + " -c " + c.body);
         const long descriptors = testing::openDescriptorCount();
-        const CommandResult result = runProcess(c.program, c.body.empty() ? Args{} : Args{"-c", c.body}, 3000);
+        const CommandResult result = runProcess(c.program, c.body.empty() ? Args{} : Args{"-c", c.body}, c.timeoutMs);
         testing::expectStreams({result.exitCode, result.output, result.error}, {c.status, c.out, c.err});
         EXPECT_EQ(testing::openDescriptorCount(), descriptors);
         EXPECT_TRUE(::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a child was left unreaped";
