@@ -117,6 +117,7 @@ TEST_F(Private, MotorPulseSwitchesOffWhateverHappensAndReportsEveryFailureExactl
         {401, 0, {2}, "", false, pulse, "", "fail 2"},
         {401, 60, {3}, "", false, pulse, "", "- reset: fail 3"},
         {401, 0, {2, 3}, "", false, pulse, "", "fail 2 reset: fail 3"},
+        {501, 0, {}, "", false, "", "", "unknown motor backend"}, // no backend: refused, never a silent success
         {402, 100, {}, "echo \"$4\"", true, runs, "dh\ndl\n", "-"},
         {402, 100, {}, "[ $4 = dh ] || echo warn >&2", true, runs, "", "- reset: warn\n"},
         {402,
