@@ -52,6 +52,9 @@ TEST(DescriptorBuffer, HoldsTextUntilFullOrFlushedAndKeepsItsOrder)
     arrived("k");
     err << "line\n";
     arrived("line\n");
+    // A write error ends the write, as with std::cout: a buffer that took -1 for progress would never get here.
+    DescriptorBuffer closed(-1, nullptr, 0);
+    std::ostream(&closed) << "lost";
     ::close(fds[0]);
     ::close(fds[1]);
 }

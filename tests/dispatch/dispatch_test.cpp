@@ -145,7 +145,7 @@ TEST(Dispatch, LeavesTheBoardAsEachCommandSaysAndStopsAtTheFirstFailure)
          {{"set 21 op dh", {70, "out 21\n", "bad 21\n"}}}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.args) + " failing " + c.failing);
+        SCOPED_TRACE(std::string(c.args) + (*c.failing != 0 ? " failing " : "") + c.failing);
         const Outcome run(split(c.args), 0, c.replies, c.failing);
         testing::expectStreams(run.shown, {c.status, c.out, c.err});
         EXPECT_EQ(run.state(), c.state);
