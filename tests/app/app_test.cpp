@@ -52,8 +52,7 @@ TEST(DescriptorBuffer, HoldsTextUntilFullOrFlushedAndKeepsItsOrder)
     arrived("k");
     err << "line\n";
     arrived("line\n");
-    // A write error ends the write, as with std::cout: a buffer that took -1 for progress would never get here.
-    DescriptorBuffer closed(-1, nullptr, 0);
+    DescriptorBuffer closed(-1, nullptr, 0); // a write error ends the write; taken for progress, it never would
     std::ostream(&closed) << "lost";
     ::close(fds[0]);
     ::close(fds[1]);

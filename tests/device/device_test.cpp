@@ -18,6 +18,7 @@ using testing::Private;
 // The real device object with its sysfs writes logged ("<path>=<value>\n") instead of made. The calls whose
 // numbers (from 1) are in `failing` fail with "fail <number>"; `onWrite` plays the kernel.
 struct RecordingSysfsIo : LinuxDeviceIo {
+    explicit RecordingSysfsIo(const std::set<int>& failing) : failing(failing) {}
     bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override
     {
         writes += path + "=" + value + "\n";
@@ -50,8 +51,7 @@ TEST(SysfsWriter, RefusesNodesOutsideSysfsOrReachedThroughALinkAndClosesWhatItOp
         const long descriptors = testing::openDescriptorCount();
         std::string error = "-";
         EXPECT_FALSE(LinuxDeviceIo().writeSysfs(path, "0", error));
-        EXPECT_EQ(error, refusal);
-        EXPECT_EQ(testing::shownFile(file), "40000\n");
+        EXPECT_EQ(error + "|" + testing::shownFile(file), refusal + "|40000\n");
         EXPECT_EQ(testing::openDescriptorCount(), descriptors);
     }
 }
@@ -63,29 +63,27 @@ TEST(PwmExport, ExportsOnlyWhenNeededAndWaitsABoundedTimeForTheChannel)
     static const testing::TempDirectory chip;
     const std::string channel = chip.path + "/pwm1", exported = chip.path + "/export=1\n";
     const std::string timedOut = "PWM export timed out: " + channel;
-    enum class Found { Nothing, Directory, File }; // at the channel's path before the call
+    enum class Channel { There, ExportMakesIt, NeverComes, AFile }; // at the channel's path
     const struct {
-        Found before;
-        bool kernelCreates;
+        Channel channel;
         std::set<int> failing;
         bool ready;
         std::string error, writes;
     } cases[] = {
-        {Found::Directory, false, {}, true, "-", ""},
-        {Found::Nothing, true, {}, true, "-", exported},
-        {Found::Nothing, true, {1}, true, "", exported}, // someone else exported it first
-        {Found::Nothing, false, {1}, false, "fail 1", exported},
-        {Found::Nothing, false, {}, false, timedOut, exported},
-        {Found::File, false, {}, false, timedOut, exported}, // a file is no channel
+        {Channel::There, {}, true, "-", ""},
+        {Channel::ExportMakesIt, {}, true, "-", exported},
+        {Channel::ExportMakesIt, {1}, true, "", exported}, // someone else exported it first
+        {Channel::NeverComes, {1}, false, "fail 1", exported},
+        {Channel::NeverComes, {}, false, timedOut, exported},
+        {Channel::AFile, {}, false, timedOut, exported}, // a file is no channel
     };
     for (const auto& c : cases) {
         SCOPED_TRACE("row " + std::to_string(&c - cases));
         fs::remove(channel);
-        ASSERT_TRUE(c.before == Found::Nothing ||
-                    (c.before == Found::File ? testing::writeFile(channel, "") : fs::create_directory(channel)));
-        RecordingSysfsIo io;
-        io.failing = c.failing;
-        io.onWrite = c.kernelCreates ? +[] { fs::create_directory(chip.path + "/pwm1"); } : nullptr;
+        ASSERT_TRUE(c.channel == Channel::There ? fs::create_directory(channel)
+                                                : c.channel != Channel::AFile || testing::writeFile(channel, ""));
+        RecordingSysfsIo io(c.failing);
+        io.onWrite = c.channel == Channel::ExportMakesIt ? +[] { fs::create_directory(chip.path + "/pwm1"); } : nullptr;
         std::string error = "-";
         const auto start = std::chrono::steady_clock::now();
         const bool ready = io.ensurePwm(chip.path, 1, error);
@@ -107,36 +105,28 @@ TEST_F(Private, MotorPulseSwitchesOffWhateverHappensAndReportsEveryFailureExactl
     const std::string pulse = gpio + "direction=out\n" + gpio + "value=1\n" + gpio + "value=0\n";
     const struct {
         int id, ms;
-        std::set<int> failing;
         const char* answer; // the fake program's shell commands
         bool pulsed;
         std::string calls, out, err; // calls: the sysfs writes, then the program runs
+        std::set<int> failing = {};
     } cases[] = {
-        {401, 1000, {}, "", true, pulse, "", "-"},
-        {401, 0, {1}, "", false, gpio + "direction=out\n", "", "fail 1"},
-        {401, 0, {2}, "", false, pulse, "", "fail 2"},
-        {401, 60, {3}, "", false, pulse, "", "- reset: fail 3"},
-        {401, 0, {2, 3}, "", false, pulse, "", "fail 2 reset: fail 3"},
-        {501, 0, {}, "", false, "", "", "unknown motor backend"}, // no backend: refused, never a silent success
-        {402, 100, {}, "echo \"$4\"", true, runs, "dh\ndl\n", "-"},
-        {402, 100, {}, "[ $4 = dh ] || echo warn >&2", true, runs, "", "- reset: warn\n"},
-        {402,
-         0,
-         {},
-         "echo \"$4\"; [ $4 = dl ] || { echo on >&2; exit 2; }",
-         false,
-         runs,
-         "dh\ndl\n",
-         "-on\npinctrl exit=2"},
-        {402, 100, {}, "[ $4 = dh ] || exit 1", false, runs, "", "- reset: pinctrl exit=1"},
-        {403, 0, {}, "echo 'no line' >&2; exit 1", false, "PQ.06\n", "", "gpiofind PQ.06 failed: no line\n"},
-        {403, 0, {}, "echo gpiochipA 1", false, "PQ.06\n", "", "invalid GPIO chip"},
+        {401, 1000, "", true, pulse, "", "-"},
+        {401, 0, "", false, gpio + "direction=out\n", "", "fail 1", {1}},
+        {401, 0, "", false, pulse, "", "fail 2", {2}},
+        {401, 60, "", false, pulse, "", "- reset: fail 3", {3}},
+        {401, 0, "", false, pulse, "", "fail 2 reset: fail 3", {2, 3}},
+        {501, 0, "", false, "", "", "unknown motor backend"}, // no backend: refused, never a silent success
+        {402, 100, "echo $4", true, runs, "dh\ndl\n", "-"},
+        {402, 100, "[ $4 = dh ] || echo warn >&2", true, runs, "", "- reset: warn\n"},
+        {402, 0, "echo $4; [ $4 = dl ] || { echo on >&2; exit 2; }", false, runs, "dh\ndl\n", "-on\npinctrl exit=2"},
+        {402, 100, "[ $4 = dh ] || exit 1", false, runs, "", "- reset: pinctrl exit=1"},
+        {403, 0, "echo 'no line' >&2; exit 1", false, "PQ.06\n", "", "gpiofind PQ.06 failed: no line\n"},
+        {403, 0, "echo gpiochipA 1", false, "PQ.06\n", "", "invalid GPIO chip"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::to_string(c.id) + " for " + std::to_string(c.ms) + " ms answering " + c.answer);
         ASSERT_TRUE(testing::installProgram(c.id == 403 ? "/usr/bin/gpiofind" : "/usr/bin/pinctrl", c.answer));
-        RecordingSysfsIo io;
-        io.failing = c.failing;
+        RecordingSysfsIo io(c.failing);
         std::string output, error = "-";
         const auto start = std::chrono::steady_clock::now();
         const bool pulsed = io.motorPulse(static_cast<CommandId>(c.id), c.ms, output, error);

@@ -15,19 +15,12 @@ constexpr char kUntrusted[] = "configuration directory must be owned by root and
 constexpr char kUnsafe[] = "configuration must be a regular file without group/other write permissions or hard links";
 constexpr char kWhitelist[] = "configuration filename outside whitelist";
 
-// Prepares the fresh /etc with shell commands run in it.
-bool prepare(const std::string& commands)
-{
-    return std::system(("set -e; umask 022; cd /etc; " + commands).c_str()) == 0;
-}
-
 TEST_F(Private, SettingsStoreWritesOnlyRootOwnedPlainFilesAndLeavesRefusedOnesAlone)
 {
     const std::string zel = "mkdir zel; echo earlier settings >zel/fanMode.config; ";
     const struct {
-        std::string setup, error;                   // error empty: stored, and the error string left alone
-        const char *checked = kMode, *after = kOld; // what the checked path shows afterwards
-        const char *directory = kZel, *fileName = "fanMode.config";
+        std::string setup, error; // setup: run in the fresh /etc; error empty: stored; after: what `checked` shows
+        const char *checked = kMode, *after = kOld, *directory = kZel, *fileName = "fanMode.config";
     } cases[] = {
         {"", "", kMode, "7\n"},
         {"mkdir device; echo earlier settings >device/black.config", "", "/etc/device/black.config", "7\n",
@@ -56,7 +49,7 @@ TEST_F(Private, SettingsStoreWritesOnlyRootOwnedPlainFilesAndLeavesRefusedOnesAl
     for (const auto& c : cases) {
         SCOPED_TRACE(c.setup);
         const testing::FreshEtc etc;
-        ASSERT_TRUE(etc.mounted && prepare(c.setup));
+        ASSERT_TRUE(etc.mounted && std::system(("set -e; umask 022; cd /etc; " + c.setup).c_str()) == 0);
         const long descriptors = testing::openDescriptorCount();
         std::string error = "-";
         const bool stored = LinuxDeviceIo().writeConfig(c.directory, c.fileName, "7", error);

@@ -3,22 +3,17 @@
 #include "dispatch/dispatch.hpp"
 #include "support/fake_device_io.hpp"
 #include "support/files.hpp"
-#include "support/streams.hpp"
-
-#include <gtest/gtest.h>
-
-#include <sstream>
 
 namespace zel {
 namespace {
 
 using Args = std::vector<std::string>;
 
-Args split(const std::string& joined) // "-c|101 0" -> {"-c", "101 0"}
+Args split(const std::string& joined, char separator = '|') // "-c|101 0" -> {"-c", "101 0"}
 {
     Args args;
     std::istringstream fields(joined);
-    for (std::string field; !joined.empty() && std::getline(fields, field, '|');) {
+    for (std::string field; !joined.empty() && std::getline(fields, field, separator);) {
         args.push_back(field);
     }
     return args;
@@ -61,20 +56,18 @@ TEST(Dispatch, AnswersHelpAndRejectsBadCommandLinesWithOneLineTouchingNothing)
     struct Case {
         Args args;
         testing::Streams shown;
-        bool anyCaller; // answered alike to everyone; otherwise only root gets `shown`
+        bool anyCaller = false; // answered alike to everyone; otherwise only root gets `shown`
     };
     const std::string help = testing::readFile(ZEL_TEST_DATA_DIR "/dispatch/help_golden.txt");
     std::vector<Case> cases = {{{"-h"}, {0, help, ""}, true}, {{"--help"}, {0, help, ""}, true}};
     std::map<std::string, testing::Streams> byRole; // the last row of each role
     std::istringstream rows(testing::readFile(ZEL_TEST_DATA_DIR "/dispatch/diagnostics_golden.txt"));
     for (std::string row; std::getline(rows, row);) {
-        std::istringstream columns(row);
-        std::string role, status, args, line;
-        if (row[0] != '#' && std::getline(columns, role, '\t') && std::getline(columns, status, '\t') &&
-            std::getline(columns, args, '\t') && std::getline(columns, line)) {
-            byRole[role] = {std::stoi(status), "", line + "\n"};
-            if (role != "refused") {
-                cases.push_back({split(args), byRole[role], false});
+        const Args column = split(row, '\t'); // role, status, arguments, line
+        if (row[0] != '#') {
+            byRole[column.at(0)] = {std::stoi(column.at(1)), "", column.at(3) + "\n"};
+            if (column[0] != "refused") {
+                cases.push_back({split(column[2]), byRole[column[0]]});
             }
         }
     }
@@ -83,13 +76,12 @@ TEST(Dispatch, AnswersHelpAndRejectsBadCommandLinesWithOneLineTouchingNothing)
     tooMany[0] = most[0] = "-c";
     most.back() = "99";
     const std::string group256 = "105" + std::string(253, ' ');
-    cases.insert(
-        cases.end(),
-        {{tooMany, byRole["usage"], false},
-         {most, {65, "", "zel_exec: command[64] unknown id=99\n"}, false},
-         {{"-c", group256 + " "}, {66, "", "zel_exec: command[1] invalid length\n"}, false},
-         {{"-c", group256}, {66, "", "zel_exec: command[1] id=105 validation: wrong parameter count\n"}, false},
-         {{"-c", "\t"}, {66, "", "zel_exec: command[1] missing command id\n"}, false}});
+    cases.insert(cases.end(),
+                 {{tooMany, byRole["usage"]},
+                  {most, {65, "", "zel_exec: command[64] unknown id=99\n"}},
+                  {{"-c", group256 + " "}, {66, "", "zel_exec: command[1] invalid length\n"}},
+                  {{"-c", group256}, {66, "", "zel_exec: command[1] id=105 validation: wrong parameter count\n"}},
+                  {{"-c", "\t"}, {66, "", "zel_exec: command[1] missing command id\n"}}});
     for (const Case& c : cases) {
         for (const unsigned int euid : {0U, 1000U}) {
             SCOPED_TRACE(::testing::PrintToString(c.args) + " as " + std::to_string(euid));
@@ -100,49 +92,39 @@ TEST(Dispatch, AnswersHelpAndRejectsBadCommandLinesWithOneLineTouchingNothing)
     }
 }
 
-const std::string kPwmchip1Pwm0 = "pwm/pwmchip1: pwm0=exported; pwm/pwmchip1/pwm0: ";
-const std::string kPwmchip2Pwm0 = "; pwm/pwmchip2: pwm0=exported; pwm/pwmchip2/pwm0: ";
 const std::string kPwmchip0Pwm1 = "pwm/pwmchip0: pwm1=exported; pwm/pwmchip0/pwm1: ";
-const std::string kFailed = "zel_exec: command[1] id=";
 
 // Every command's final effect at its limits, and where a failure stops it: groups run in order, the first
 // failure ends the batch, and what ran before it stays done.
 TEST(Dispatch, LeavesTheBoardAsEachCommandSaysAndStopsAtTheFirstFailure)
 {
+    using Replies = std::map<std::string, CommandResult>; // pin-control answers by their arguments
+    const Replies bothAnswer = {{"get 7", {0, "7 hi\n", ""}}, {"get 21", {0, "", "warn 21"}}};
+    const Replies line21Fails = {{"set 21 op dh", {70, "out 21\n", "bad 21\n"}}};
     const struct {
-        const char *args, *failing; // failing: the node whose write fails
+        const char* args;
         int status;
         std::string out, err, state;
-        std::map<std::string, CommandResult> replies = {}; // pin-control answers by their arguments
+        const char* failing = ""; // the node whose write fails
+        Replies replies = {};
     } cases[] = {
-        {"-c|101 0|101 255000", "", 0, "", "", "pwm/pwmchip0/pwm1: duty_cycle=255000"},
-        {"-c|104 50000", "", 0, "", "",
-         kPwmchip1Pwm0 + "duty_cycle=50000 enable=1 period=50000 polarity=normal" + kPwmchip2Pwm0 +
-             "duty_cycle=50000 enable=1 period=50000 polarity=normal"},
-        {"-c|102 9", "/sys/class/pwm/pwmchip1/pwm0/period", 74, "",
-         kFailed + "102 execution: /sys/class/pwm/pwmchip1/pwm0/period failed\n", "pwm/pwmchip1: pwm0=exported"},
-        {"-c|103 8000 1", "", 0, "", "", kPwmchip0Pwm1 + "duty_cycle=8000 enable=1 period=40000"},
-        {"-c|103 40000 0", "", 0, "", "", kPwmchip0Pwm1 + "duty_cycle=40000 enable=0 period=40000"},
-        {"-c|105 1|105 5", "", 0, "", "", "thermal/cooling_device0: cur_state=5; thermal/cooling_device1: cur_state=5"},
-        {"-c|201 0|201 1|202 0|202 6", "", 0, "", "", "/etc/zel: fanLevel.config=6 fanMode.config=1"},
-        {"-c|301 255|303 255", "", 0, "", "", "backlight/backlight: brightness=255; hwmon/hwmon0: pwm1=255"},
-        {"-c|302 0 0|302 255000 255", "", 0, "", "",
+        {"-c|101 0|101 255000", 0, "", "", "pwm/pwmchip0/pwm1: duty_cycle=255000"},
+        {"-c|104 50000", 0, "", "",
+         "pwm/pwmchip1: pwm0=exported; pwm/pwmchip1/pwm0: duty_cycle=50000 enable=1 period=50000 polarity=normal; "
+         "pwm/pwmchip2: pwm0=exported; pwm/pwmchip2/pwm0: duty_cycle=50000 enable=1 period=50000 polarity=normal"},
+        {"-c|102 9", 74, "", "zel_exec: command[1] id=102 execution: /sys/class/pwm/pwmchip1/pwm0/period failed\n",
+         "pwm/pwmchip1: pwm0=exported", "/sys/class/pwm/pwmchip1/pwm0/period"},
+        {"-c|103 8000 1", 0, "", "", kPwmchip0Pwm1 + "duty_cycle=8000 enable=1 period=40000"},
+        {"-c|103 40000 0", 0, "", "", kPwmchip0Pwm1 + "duty_cycle=40000 enable=0 period=40000"},
+        {"-c|105 1|105 5", 0, "", "", "thermal/cooling_device0: cur_state=5; thermal/cooling_device1: cur_state=5"},
+        {"-c|201 0|201 1|202 0|202 6", 0, "", "", "/etc/zel: fanLevel.config=6 fanMode.config=1"},
+        {"-c|301 255|303 255", 0, "", "", "backlight/backlight: brightness=255; hwmon/hwmon0: pwm1=255"},
+        {"-c|302 0 0|302 255000 255", 0, "", "",
          "/etc/device: black.config=BRIGHTNESS=255; pwm/pwmchip0/pwm0: duty_cycle=255000 period=255000"},
-        {"-c|401 0|402 60000|403 7", "", 0, "buzz\nbuzz\nbuzz\n", "", "motor=403 7"},
-        {"-c|502|501 1",
-         "",
-         0,
-         "7 hi\n",
-         "warn 21",
-         "",
-         {{"get 7", {0, "7 hi\n", ""}}, {"get 21", {0, "", "warn 21"}}}},
-        {"-c|201 1|501 1",
-         "",
-         74,
-         "out 21\n",
-         "zel_exec: command[2] id=501 execution: bad 21\npinctrl exit=70\n",
-         "/etc/zel: fanMode.config=1",
-         {{"set 21 op dh", {70, "out 21\n", "bad 21\n"}}}},
+        {"-c|401 0|402 60000|403 7", 0, "buzz\nbuzz\nbuzz\n", "", "motor=403 7"},
+        {"-c|502|501 1", 0, "7 hi\n", "warn 21", "", "", bothAnswer},
+        {"-c|201 1|501 1", 74, "out 21\n", "zel_exec: command[2] id=501 execution: bad 21\npinctrl exit=70\n",
+         "/etc/zel: fanMode.config=1", "", line21Fails},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.args) + (*c.failing != 0 ? " failing " : "") + c.failing);

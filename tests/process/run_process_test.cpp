@@ -2,9 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "process/run_process.hpp"
 #include "support/files.hpp"
-#include "support/streams.hpp"
-
-#include <gtest/gtest.h>
 
 #include <cerrno>
 
@@ -28,8 +25,7 @@ TEST(RunProcess, PassesOnBothStreamsAndHowTheProgramEndedOrRefusesToStartIt)
         std::string out, err, program = "/bin/sh";
         int timeoutMs = 3000;
     } cases[] = {
-        // No caller passes these, but only they tell the guard's clauses apart.
-        {"", 70, "", "invalid process invocation\n", "bin/sh"},
+        {"", 70, "", "invalid process invocation\n", "bin/sh"}, // no caller passes these two; only they test the guard
         {"true", 70, "", "invalid process invocation\n", "/bin/sh", 0},
         {"echo o1; echo e1 >&2; echo o2; echo e2 >&2", 0, "o1\no2\n", "e1\ne2\n"},
         {"printf x; exit 3", 3, "x", ""},
