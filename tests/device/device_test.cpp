@@ -145,7 +145,6 @@ TEST(GpioLineLocation, ParsesOrRefusesEachLineLookupOutputAsTheTableSays)
 {
     const std::pair<const char*, const char*> cases[] = {
         // output, then chip/offset or the error text
-        {"gpiochip0\n12\n", "gpiochip0/12"},
         {"\t gpiochip12345678   00042 \n", "gpiochip12345678/42"},
         {"gpiochip9 99999", "gpiochip9/99999"},
         {"gpiochip0\n", "invalid gpiofind output"},

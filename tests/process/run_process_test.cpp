@@ -28,7 +28,6 @@ TEST(RunProcess, PassesOnBothStreamsAndHowTheProgramEndedOrRefusesToStartIt)
         {"", 70, "", "invalid process invocation\n", "bin/sh"}, // no caller passes these two; only they test the guard
         {"true", 70, "", "invalid process invocation\n", "/bin/sh", 0},
         {"echo o1; echo e1 >&2; echo o2; echo e2 >&2", 0, "o1\no2\n", "e1\ne2\n"},
-        {"printf x; exit 3", 3, "x", ""},
         {"echo bye >&2; kill -TERM $$", 143, "", "bye\n"},
         {"echo partial; echo oops >&2; exit 127", 127, "partial\n", "oops\nprogram: /bin/sh\n"},
         {"", 127, "", "cannot execute fixed program\nprogram: /proc/missing\n", "/proc/missing"},
