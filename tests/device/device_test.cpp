@@ -116,7 +116,7 @@ TEST_F(Private, MotorPulseSwitchesOffWhateverHappensAndReportsEveryFailureExactl
         {401, 60, "", false, pulse, "", "- reset: fail 3", {3}},
         {401, 0, "", false, pulse, "", "fail 2 reset: fail 3", {2, 3}},
         {501, 0, "", false, "", "", "unknown motor backend"}, // no backend: refused, never a silent success
-        {402, 100, "echo $4", true, runs, "dh\ndl\n", "-"},
+        {402, 300, "echo $4", true, runs, "dh\ndl\n", "-"},   // longer than two runs take on a busy machine
         {402, 100, "[ $4 = dh ] || echo warn >&2", true, runs, "", "- reset: warn\n"},
         {402, 0, "echo $4; [ $4 = dl ] || { echo on >&2; exit 2; }", false, runs, "dh\ndl\n", "-on\npinctrl exit=2"},
         {402, 100, "[ $4 = dh ] || exit 1", false, runs, "", "- reset: pinctrl exit=1"},
@@ -149,7 +149,7 @@ TEST(GpioLineLocation, ParsesOrRefusesEachLineLookupOutputAsTheTableSays)
         {"gpiochip9 99999", "gpiochip9/99999"},
         {"gpiochip0\n", "invalid gpiofind output"},
         {"gpiochip0 12 PQ.06\n", "invalid gpiofind output"},
-        {"chip0 1", "invalid gpiofind output"},
+        {"GPIOCHIP0 1", "invalid gpiofind output"}, // long enough that only the prefix test refuses it
         {"gpiochip 1", "invalid gpiofind output"},
         {"gpiochip123456789 1", "invalid gpiofind output"},
         {"gpiochipA 123456", "invalid gpiofind output"},
