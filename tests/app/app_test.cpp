@@ -52,7 +52,7 @@ TEST(DescriptorBuffer, HoldsTextUntilFullOrFlushedAndKeepsItsOrder)
     arrived("k");
     err << "line\n";
     arrived("line\n");
-    DescriptorBuffer closed(-1, nullptr, 0); // write errors are ignored, as with std::cout, and end the write
+    DescriptorBuffer closed(-1, nullptr, 0); // a write error ends the write; taken for progress, it never would
     std::ostream(&closed) << "lost";
     ::close(fds[0]);
     ::close(fds[1]);

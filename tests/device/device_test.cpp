@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <set>
 
 namespace zel {
 namespace {
@@ -15,20 +16,21 @@ namespace fs = std::filesystem;
 using testing::Private;
 
 // The real device object with its sysfs writes logged ("<path>=<value>\n") instead of made. The calls whose
-// numbers (from 1) appear in `failing` fail with "fail <number>"; `onWrite` plays the kernel.
+// numbers (from 1) are in `failing` fail with "fail <number>"; `onWrite` plays the kernel.
 struct RecordingSysfsIo : LinuxDeviceIo {
+    explicit RecordingSysfsIo(const std::set<int>& failing) : failing(failing) {}
     bool writeSysfs(const std::string& path, const std::string& value, std::string& error) override
     {
         writes += path + "=" + value + "\n";
         if (onWrite != nullptr) {
             onWrite();
         }
-        const std::string call = std::to_string(++calls);
-        const bool fails = failing.find(call) != std::string::npos;
-        error = fails ? "fail " + call : error;
+        const bool fails = failing.count(++calls) != 0;
+        error = fails ? "fail " + std::to_string(calls) : error;
         return !fails;
     }
-    std::string failing, writes;
+    std::set<int> failing;
+    std::string writes;
     void (*onWrite)() = nullptr;
     int calls = 0;
 };
@@ -60,35 +62,37 @@ TEST(PwmExport, ExportsOnlyWhenNeededAndWaitsABoundedTimeForTheChannel)
 {
     static const testing::TempDirectory chip;
     const std::string channel = chip.path + "/pwm1", exported = chip.path + "/export=1\n";
-    const std::string timedOut = "0|PWM export timed out: " + channel + "|" + exported;
+    const std::string timedOut = "PWM export timed out: " + channel;
+    enum class Channel { There, ExportMakesIt, NeverComes, AFile }; // at the channel's path
     const struct {
-        char before;
-        bool kernelCreates;
-        const char* failing;
-        std::string shown;
+        Channel channel;
+        std::set<int> failing;
+        bool ready;
+        std::string error, writes;
     } cases[] = {
-        {'d', false, "", "1|-|"}, // the channel is there already
-        {'-', true, "", "1|-|" + exported},
-        {'-', true, "1", "1||" + exported}, // someone else exported it first
-        {'-', false, "1", "0|fail 1|" + exported},
-        {'-', false, "", timedOut},
-        {'f', false, "", timedOut}, // a file is no channel
+        {Channel::There, {}, true, "-", ""},
+        {Channel::ExportMakesIt, {}, true, "-", exported},
+        {Channel::ExportMakesIt, {1}, true, "", exported}, // someone else exported it first
+        {Channel::NeverComes, {1}, false, "fail 1", exported},
+        {Channel::NeverComes, {}, false, timedOut, exported},
+        {Channel::AFile, {}, false, timedOut, exported}, // a file is no channel
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE("case " + std::to_string(&c - cases));
+        SCOPED_TRACE("row " + std::to_string(&c - cases));
         fs::remove(channel);
-        ASSERT_TRUE(c.before == '-' ||
-                    (c.before == 'f' ? testing::writeFile(channel, "") : fs::create_directory(channel)));
-        RecordingSysfsIo io;
-        io.failing = c.failing;
-        io.onWrite = c.kernelCreates ? +[] { fs::create_directory(chip.path + "/pwm1"); } : nullptr;
+        ASSERT_TRUE(c.channel == Channel::There ? fs::create_directory(channel)
+                                                : c.channel != Channel::AFile || testing::writeFile(channel, ""));
+        RecordingSysfsIo io(c.failing);
+        io.onWrite = c.channel == Channel::ExportMakesIt ? +[] { fs::create_directory(chip.path + "/pwm1"); } : nullptr;
         std::string error = "-";
         const auto start = std::chrono::steady_clock::now();
         const bool ready = io.ensurePwm(chip.path, 1, error);
         const auto waited = std::chrono::steady_clock::now() - start;
-        EXPECT_EQ(std::to_string(ready) + "|" + error + "|" + io.writes, c.shown);
-        EXPECT_GE(waited, std::chrono::milliseconds(c.shown == timedOut ? 400 : 0));
-        EXPECT_LT(waited, std::chrono::milliseconds(c.shown == timedOut ? 2000 : 200));
+        EXPECT_EQ(ready, c.ready);
+        EXPECT_EQ(error, c.error);
+        EXPECT_EQ(io.writes, c.writes);
+        EXPECT_GE(waited, std::chrono::milliseconds(c.error == timedOut ? 400 : 0));
+        EXPECT_LT(waited, std::chrono::milliseconds(c.error == timedOut ? 2000 : 200));
     }
 }
 
@@ -101,35 +105,36 @@ TEST_F(Private, MotorPulseSwitchesOffWhateverHappensAndReportsEveryFailureExactl
     const std::string pulse = gpio + "direction=out\n" + gpio + "value=1\n" + gpio + "value=0\n";
     const struct {
         int id, ms;
-        const char *failing, *answer;
-        std::string want;
+        const char* answer; // the fake program's shell commands
+        bool pulsed;
+        std::string calls, out, err; // calls: the sysfs writes, then the program runs
+        std::set<int> failing = {};
     } cases[] = {
-        // pulsed|log|out|err
-        {401, 1000, "", "", "1|" + pulse + "||-"},
-        {401, 0, "1", "", "0|" + gpio + "direction=out\n||fail 1"},
-        {401, 0, "2", "", "0|" + pulse + "||fail 2"},
-        {401, 60, "3", "", "0|" + pulse + "||- reset: fail 3"},
-        {401, 0, "23", "", "0|" + pulse + "||fail 2 reset: fail 3"},
-        {501, 0, "", "", "0|||unknown motor backend"},
-        {402, 100, "", "echo \"$4\"", "1|" + runs + "|dh\ndl\n|-"},
-        {402, 100, "", "[ $4 = dh ] || echo warn >&2", "1|" + runs + "||- reset: warn\n"},
-        {402, 0, "", "echo \"$4\"; [ $4 = dl ] || { echo on >&2; exit 2; }",
-         "0|" + runs + "|dh\ndl\n|-on\npinctrl exit=2"},
-        {402, 100, "", "[ $4 = dh ] || exit 1", "0|" + runs + "||- reset: pinctrl exit=1"},
-        {403, 0, "", "echo 'no line' >&2; exit 1", "0|PQ.06\n||gpiofind PQ.06 failed: no line\n"},
-        {403, 0, "", "echo gpiochipA 1", "0|PQ.06\n||invalid GPIO chip"},
+        {401, 1000, "", true, pulse, "", "-"},
+        {401, 0, "", false, gpio + "direction=out\n", "", "fail 1", {1}},
+        {401, 0, "", false, pulse, "", "fail 2", {2}},
+        {401, 60, "", false, pulse, "", "- reset: fail 3", {3}},
+        {401, 0, "", false, pulse, "", "fail 2 reset: fail 3", {2, 3}},
+        {501, 0, "", false, "", "", "unknown motor backend"}, // no backend: refused, never a silent success
+        {402, 300, "echo $4", true, runs, "dh\ndl\n", "-"},   // longer than two runs take on a busy machine
+        {402, 100, "[ $4 = dh ] || echo warn >&2", true, runs, "", "- reset: warn\n"},
+        {402, 0, "echo $4; [ $4 = dl ] || { echo on >&2; exit 2; }", false, runs, "dh\ndl\n", "-on\npinctrl exit=2"},
+        {402, 100, "[ $4 = dh ] || exit 1", false, runs, "", "- reset: pinctrl exit=1"},
+        {403, 0, "echo 'no line' >&2; exit 1", false, "PQ.06\n", "", "gpiofind PQ.06 failed: no line\n"},
+        {403, 0, "echo gpiochipA 1", false, "PQ.06\n", "", "invalid GPIO chip"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::to_string(c.id) + " failing " + c.failing + " answering " + c.answer);
+        SCOPED_TRACE(std::to_string(c.id) + " for " + std::to_string(c.ms) + " ms answering " + c.answer);
         ASSERT_TRUE(testing::installProgram(c.id == 403 ? "/usr/bin/gpiofind" : "/usr/bin/pinctrl", c.answer));
-        RecordingSysfsIo io;
-        io.failing = c.failing;
+        RecordingSysfsIo io(c.failing);
         std::string output, error = "-";
         const auto start = std::chrono::steady_clock::now();
         const bool pulsed = io.motorPulse(static_cast<CommandId>(c.id), c.ms, output, error);
         const auto took = std::chrono::steady_clock::now() - start;
-        EXPECT_EQ(std::to_string(pulsed) + "|" + io.writes + testing::readFile("/mnt/log") + "|" + output + "|" + error,
-                  c.want);
+        EXPECT_EQ(pulsed, c.pulsed);
+        EXPECT_EQ(io.writes + testing::readFile("/mnt/log"), c.calls);
+        EXPECT_EQ(output, c.out);
+        EXPECT_EQ(error, c.err);
         EXPECT_TRUE(took >= std::chrono::milliseconds(c.ms) && took < std::chrono::milliseconds(c.ms + 500));
     }
 }
@@ -140,12 +145,11 @@ TEST(GpioLineLocation, ParsesOrRefusesEachLineLookupOutputAsTheTableSays)
 {
     const std::pair<const char*, const char*> cases[] = {
         // output, then chip/offset or the error text
-        {"gpiochip0\n12\n", "gpiochip0/12"},
         {"\t gpiochip12345678   00042 \n", "gpiochip12345678/42"},
         {"gpiochip9 99999", "gpiochip9/99999"},
         {"gpiochip0\n", "invalid gpiofind output"},
         {"gpiochip0 12 PQ.06\n", "invalid gpiofind output"},
-        {"chip0 1", "invalid gpiofind output"},
+        {"GPIOCHIP0 1", "invalid gpiofind output"}, // long enough that only the prefix test refuses it
         {"gpiochip 1", "invalid gpiofind output"},
         {"gpiochip123456789 1", "invalid gpiofind output"},
         {"gpiochipA 123456", "invalid gpiofind output"},

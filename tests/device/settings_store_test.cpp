@@ -15,17 +15,11 @@ constexpr char kUntrusted[] = "configuration directory must be owned by root and
 constexpr char kUnsafe[] = "configuration must be a regular file without group/other write permissions or hard links";
 constexpr char kWhitelist[] = "configuration filename outside whitelist";
 
-// Prepares the fresh /etc with shell commands run in it.
-bool prepare(const std::string& commands)
-{
-    return std::system(("set -e; umask 022; cd /etc; " + commands).c_str()) == 0;
-}
-
 TEST_F(Private, SettingsStoreWritesOnlyRootOwnedPlainFilesAndLeavesRefusedOnesAlone)
 {
     const std::string zel = "mkdir zel; echo earlier settings >zel/fanMode.config; ";
     const struct {
-        std::string setup, error; // error empty: stored
+        std::string setup, error; // setup: run in the fresh /etc; error empty: stored; after: what `checked` shows
         const char *checked = kMode, *after = kOld, *directory = kZel, *fileName = "fanMode.config";
     } cases[] = {
         {"", "", kMode, "7\n"},
@@ -55,12 +49,13 @@ TEST_F(Private, SettingsStoreWritesOnlyRootOwnedPlainFilesAndLeavesRefusedOnesAl
     for (const auto& c : cases) {
         SCOPED_TRACE(c.setup);
         const testing::FreshEtc etc;
-        ASSERT_TRUE(etc.mounted && prepare(c.setup));
+        ASSERT_TRUE(etc.mounted && std::system(("set -e; umask 022; cd /etc; " + c.setup).c_str()) == 0);
         const long descriptors = testing::openDescriptorCount();
         std::string error = "-";
         const bool stored = LinuxDeviceIo().writeConfig(c.directory, c.fileName, "7", error);
-        EXPECT_EQ(std::to_string(stored) + " " + error + "|" + testing::shownFile(c.checked),
-                  (c.error.empty() ? "1 -" : "0 " + c.error) + "|" + c.after);
+        EXPECT_EQ(stored, c.error.empty());
+        EXPECT_EQ(error, c.error.empty() ? "-" : c.error);
+        EXPECT_EQ(testing::shownFile(c.checked), c.after);
         EXPECT_EQ(testing::openDescriptorCount(), descriptors);
     }
 }

@@ -30,9 +30,8 @@ public:
     {
         return apply(directory + "/" + file, content, error);
     }
-    bool motorPulse(CommandId id, int durationMs, std::string& output, std::string& error) override
+    bool motorPulse(CommandId id, int durationMs, std::string& /*output*/, std::string& error) override
     {
-        output += motorOutput;
         return apply("motor", std::to_string(static_cast<int>(id)) + " " + std::to_string(durationMs), error);
     }
     CommandResult pinctrl(const std::vector<std::string>& args) override
@@ -53,7 +52,6 @@ public:
     std::string failing;
     std::size_t failCall = 0;
     std::map<std::string, CommandResult> replies;
-    std::string motorOutput; // what a pulse prints
 
 private:
     bool apply(const std::string& key, const std::string& value, std::string& error)
