@@ -268,7 +268,7 @@ run_with_limits "201 1" "402 10" => 0 [] []
 settings_file /etc/zel/fanMode.config => 0:0 644 1\n
 pinctrl_calls => set 10 op dh; set 10 op dl
 joined $PIN/cwd $PIN/signals $PIN/limits => /; SigBlk: 0000000000000000; SigIgn: 0000000000000000
-+ Max file size unlimited unlimited bytes; Max open files 1024 4096 files
++ Max file size unlimited unlimited bytes; Max stack size 8388608 unlimited bytes; Max open files 1024 4096 files
 EOF
 
 read -r up _ </proc/uptime
