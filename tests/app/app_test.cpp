@@ -60,7 +60,7 @@ TEST(DescriptorBuffer, HoldsTextUntilFullOrFlushedAndKeepsItsOrder)
 
 // What a program printed reaches standard output before the diagnostic that follows it, even when both streams
 // of the whole tool share one pipe.
-TEST_F(Private, BinaryKeepsOutputBeforeTheDiagnosticThatFollowsIt)
+TEST_F(Private, WholeToolKeepsOutputBeforeTheDiagnosticThatFollowsIt)
 {
     ASSERT_TRUE(testing::installProgram("/usr/bin/pinctrl", "echo \"line $2\"; [ $2 = 7 ]"));
     const CommandResult result = runProcess("/bin/sh", {"-c", "exec " ZEL_EXEC_PATH " -c 502 2>&1"}, 5000);
