@@ -40,21 +40,27 @@ run_through_sudo() {
 }
 run_as_front() { run_through_sudo front "$@"; }
 # run_and_signal SIGNALS FILE TEXT GROUP...: one batch through sudo as front; once
-# FILE holds TEXT (a motor switched on), SIGNALS go to sudo one after the
-# other, from root: front may not signal its sudo, but its service manager can.
-# Prints what run_as_front prints once the tool has ended, or "left STATES" if it has not
-# 10 s later (T: stopped).
+# FILE holds TEXT (a motor switched on), SIGNALS go to sudo 0.2 s apart, so that
+# sudo relays each, from root: front may not signal its sudo, but its service
+# manager can. Prints what run_as_front prints once the tool has ended, or
+# "left STATES" if it has not 10 s later (T: stopped).
 run_and_signal() {
     : >$REC && : >$PIN/calls
     signals=$1 file=$2 text=$3 && shift 3
-    # sudo passes on no signal that comes from its command's process group, so
-    # it starts in a session of its own, as a service's child would be.
-    (umask 077 && exec setpriv --reuid=front --regid=front --init-groups setsid sudo -n /usr/bin/zel_exec -c "$@") \
+    # sudo passes on no signal that comes from its command's process group, and
+    # the kernel drops a stop signal sent to an orphaned group, so sudo runs in
+    # a group of its own below a session leader that waits for it, as a
+    # service's child would.
+    (umask 077 && exec setpriv --reuid=front --regid=front --init-groups setsid perl -e '
+        defined(my $pid = fork) or die "fork: $!";
+        if ($pid == 0) { setpgrp(0, 0); exec @ARGV or exit 127 }
+        open(my $f, ">", "/tmp/sudo.pid") or die; print $f $pid; close $f;
+        waitpid($pid, 0); exit($? & 127 ? 128 + ($? & 127) : $? >> 8)' sudo -n /usr/bin/zel_exec -c "$@") \
         </dev/null >/tmp/out 2>/tmp/err &
     pid=$!
     n=0
     until grep -q "$text" "$file" || [ $n -ge 200 ]; do sleep 0.02 && n=$((n + 1)); done
-    for s in $signals; do kill -s "$s" $pid; done
+    for s in $signals; do kill -s "$s" "$(cat /tmp/sudo.pid)" && sleep 0.2; done
     # The shell's own word on a killed job ("Killed") is not the tool's output.
     { wait $pid; st=$?; } 2>/dev/null
     # What is left of sudo's session: the states of its processes but zombies.
