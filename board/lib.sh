@@ -218,7 +218,10 @@ cached_rootfs() {
   local t0 log=$CACHE_DIR/rootfs-$name.log
   t0=$(now)
   log "building the $ROOTFS_SUITE $name root file system (log: $log)"
-  "$builder" "$ROOTFS_CPIO.part" "$@" >"$log" 2>&1 || {
+  # A job of its own: on the left of || the builder's set -e would be ignored
+  # and a failed step followed by the next.
+  "$builder" "$ROOTFS_CPIO.part" "$@" >"$log" 2>&1 &
+  wait $! || {
     tail -n 30 "$log" >&2
     die "could not build the $name root file system"
   }
@@ -227,32 +230,22 @@ cached_rootfs() {
 }
 
 # run_foreign ROOT COMMAND...: runs COMMAND chrooted into a root of another
-# architecture through qemu-user, registered with binfmt_misc for the time
-# of the command unless it already is. The interpreter is also copied into
-# the root for the time of the command, for a registration without the F
-# flag, which looks it up inside the chroot.
+# architecture through qemu-user, under a binfmt_misc entry of its own for the
+# time of the command. The entry's F flag has the kernel open the interpreter
+# at once, so the root need not hold it; the newest entry wins, so removing
+# this one cannot pull qemu from under a set-up running beside it. The command
+# gets a mount namespace of its own: what it mounts (debootstrap mounts /proc
+# and /sys) goes with it, even when it fails.
 run_foreign() {
-  local root=$1 binfmt=/proc/sys/fs/binfmt_misc name=qemu-aarch64 registered=false copied=false rc=0 interp
+  local root=$1 binfmt=/proc/sys/fs/binfmt_misc name=zel-qemu-aarch64-$BASHPID entry rc=0
   shift
   [[ -f $binfmt/register ]] || mount -t binfmt_misc binfmt_misc "$binfmt" 2>/dev/null ||
     { echo "binfmt_misc is not available: cannot run $ARCH programs to configure the root"; return 1; }
-  if [[ ! -f $binfmt/$name ]]; then
-    grep -v '^#' "/usr/lib/binfmt.d/$name.conf" >"$binfmt/register" ||
-      { echo "cannot register $name with binfmt_misc"; return 1; }
-    registered=true
-  fi
-  interp=$(sed -n 's/^interpreter //p' "$binfmt/$name")
-  [[ -x $interp ]] || { echo "binfmt_misc runs $name through $interp, which is missing"; return 1; }
-  if [[ ! -e $root$interp ]]; then
-    install -D -m 0755 "$interp" "$root$interp"
-    copied=true
-  fi
-  chroot "$root" "$@" || rc=$?
-  if $copied; then
-    rm -f "$root$interp"
-    rmdir "${root:?}${interp%/*}" 2>/dev/null || true
-  fi
-  if $registered; then echo -1 >"$binfmt/$name"; fi
+  entry=$(sed -n "s/^:qemu-aarch64:/:$name:/p" /usr/lib/binfmt.d/qemu-aarch64.conf)
+  [[ ${entry##*:} == *F* ]] && echo "$entry" >"$binfmt/register" ||
+    { echo "cannot register $name with binfmt_misc"; return 1; }
+  unshare --mount chroot "$root" "$@" || rc=$?
+  echo -1 >"$binfmt/$name"
   return $rc
 }
 
