@@ -241,7 +241,7 @@ kill $(cat /tmp/holder)
 == motor-p5 (402) through the pin-control program
 run_as_front "402 200" => 0 [] []
 pinctrl_calls => set 10 op dh; set 10 op dl
-gap_is_within $PIN/calls 1000 'op dh' 'op dl' 190 2000 => in range
+gap_is_within $PIN/calls 1000 'op dh' 'op dl' 190 5000 => in range
 joined <$PIN/environ => PATH=/usr/sbin:/usr/bin:/sbin:/bin; LC_ALL=C
 cat $PIN/stdin => /dev/null
 == device-power (501) and device-power-read (502): GPIO 7, then GPIO 21
@@ -253,16 +253,16 @@ run_as_front "501 0" => 0 [] []
 pinctrl_calls => set 7 op dl; set 21 op dl
 run_as_front 502 => 0 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] []
 == a front-end's time-out: TERM to sudo mid-pulse switches the motor off at once, the tool ends by TERM
-run_and_signal TERM $REC 'set value=1' "401 3000" "201 1" => 143 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs
+run_and_signal TERM $REC 'set value=1' "401 10000" "201 1" => 143 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs
 + gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
-gap_is_within $REC 0.001 'set value=1' 'set value=0' 0 1500 => in range
+gap_is_within $REC 0.001 'set value=1' 'set value=0' 0 5000 => in range
 settings_file /etc/zel/fanMode.config => 0:0 644 0\n
-run_and_signal TERM $PIN/calls 'op dh' 502 "402 3000" "201 1" => 143 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] []
+run_and_signal TERM $PIN/calls 'op dh' 502 "402 10000" "201 1" => 143 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] []
 pinctrl_calls => get 7; get 21; set 10 op dh; set 10 op dl
-gap_is_within $PIN/calls 1000 'op dh' 'op dl' 0 1500 => in range
-run_and_signal TERM $REC consumer=zel-motor "403 3000" "201 1" => 143 [] [] gpio zel-pq 14 request
+gap_is_within $PIN/calls 1000 'op dh' 'op dl' 0 5000 => in range
+run_and_signal TERM $REC consumer=zel-motor "403 10000" "201 1" => 143 [] [] gpio zel-pq 14 request
 + gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
-gap_is_within $REC 0.001 consumer=zel-motor 'set value=0' 0 1500 => in range
+gap_is_within $REC 0.001 consumer=zel-motor 'set value=0' 0 5000 => in range
 settings_file /etc/zel/fanMode.config => 0:0 644 0\n
 == TSTP, then KILL to sudo: the tool is not stopped, runs its batch to the end, and the next call succeeds
 run_and_signal 'TSTP KILL' $REC 'set value=1' "401 1000" "201 1" => 137 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs
