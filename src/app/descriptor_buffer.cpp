@@ -2,11 +2,26 @@
 // SPDX-License-Identifier: MIT
 #include "app/descriptor_buffer.hpp"
 
-#include <cerrno>
+#include "process/stop_signal.hpp"
 
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
+#include <poll.h>
 #include <unistd.h>
 
 namespace zel {
+namespace {
+
+// A pipe that polls writable takes PIPE_BUF bytes without blocking.
+bool writableAtOnce(int fd)
+{
+    pollfd stream{fd, POLLOUT, 0};
+    return ::poll(&stream, 1, 0) == 1 && (stream.revents & POLLOUT) != 0;
+}
+
+} // namespace
 
 DescriptorBuffer::DescriptorBuffer(int fd, char* space, std::size_t size) : fd_(fd) { setp(space, space + size); }
 
@@ -53,7 +68,14 @@ void DescriptorBuffer::flush()
 void DescriptorBuffer::writeIgnoringErrors(const char* data, std::size_t size) const
 {
     while (size > 0) {
-        const ssize_t count = ::write(fd_, data, size);
+        // Once a stop has been requested, the caller may be gone with its
+        // reading end still open somewhere: write only what the stream takes
+        // at once, so that a root process never waits for a reader.
+        const bool stopping = stopRequested();
+        if (stopping && !writableAtOnce(fd_)) {
+            return;
+        }
+        const ssize_t count = ::write(fd_, data, stopping ? std::min<std::size_t>(size, PIPE_BUF) : size);
         if (count > 0) {
             data += count;
             size -= static_cast<std::size_t>(count);

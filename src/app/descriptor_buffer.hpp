@@ -12,7 +12,9 @@ namespace zel {
 // stream objects and ask the kernel about descriptor 1 (fstat, ioctl) before
 // the first byte is written; this costs neither. Like std::cerr, a buffer
 // without space writes each insertion at once, so a diagnostic line leaves in
-// one write. Write errors are ignored, as they would be with std::cout.
+// one write. Write errors are ignored, as they would be with std::cout, and
+// once a stop signal has arrived only what the stream takes at once is
+// written.
 class DescriptorBuffer final : public std::streambuf {
 public:
     DescriptorBuffer(int fd, char* space, std::size_t size);

@@ -77,10 +77,12 @@ int prepareBatch(const std::vector<std::string>& args, std::ostream& err, std::v
 
 // Phase 2: in order, stopping at the first failure; what ran stays done. A
 // caller's stop signal ends the batch between two commands, never inside one;
-// the process then ends by that signal, so the status returned is never seen.
+// the process then ends by that signal, so the status returned is never seen,
+// and one line tells the caller how many commands ran.
 int executeBatch(const std::vector<PreparedCommand>& prepared, DeviceIo& io, std::ostream& out, std::ostream& err)
 {
-    for (std::size_t index = 0; index < prepared.size() && !stopRequested(); ++index) {
+    std::size_t index = 0;
+    for (; index < prepared.size() && !stopRequested(); ++index) {
         const PreparedCommand& command = prepared[index];
         std::string error;
         if (!command.handler->execute(io, command.args, out, error)) {
@@ -91,6 +93,10 @@ int executeBatch(const std::vector<PreparedCommand>& prepared, DeviceIo& io, std
         if (!error.empty()) {
             err << error;
         }
+    }
+    if (stopRequested()) {
+        err << "zel_exec: stopped by signal " + std::to_string(stopSignalNumber()) + " after command[" +
+                   std::to_string(index) + "]\n";
     }
     return kExitSuccess;
 }

@@ -98,15 +98,16 @@ public:
             if (polled < 0 && errno != EINTR) {
                 return abort("poll failed\n");
             }
-            if (polled >= 0) {
-                for (std::size_t entry = 0; entry < polls.size(); ++entry) {
-                    if (!readEntry(polls[entry], entry)) {
-                        return false;
-                    }
-                }
-                if (!reaped_ && !pollChild()) {
+            for (std::size_t entry = 0; polled >= 0 && entry < polls.size(); ++entry) {
+                if (!readEntry(polls[entry], entry)) {
                     return false;
                 }
+            }
+            // Also after a signal: signals arriving faster than the poll
+            // period would otherwise keep a finished program from being
+            // reaped until its deadline.
+            if (!reaped_ && !pollChild()) {
+                return false;
             }
             if (reaped_ && polls[0].fd < 0 && polls[1].fd < 0) {
                 return true;

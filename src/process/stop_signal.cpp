@@ -4,18 +4,27 @@
 
 #include <csignal>
 
+#include <unistd.h>
+
 namespace zel {
 namespace {
 
-constexpr int kRelayedSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2};
-constexpr int kTerminalStopSignals[] = {SIGTSTP, SIGTTIN, SIGTTOU};
+constexpr int kRelayedSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2};
+constexpr int kIgnoredSignals[] = {SIGTSTP, SIGTTIN, SIGTTOU, SIGXFSZ};
 
 volatile std::sig_atomic_t stopSignal = 0;
 
-// The first signal decides how the process ends; a later one changes nothing.
-void recordStopSignal(int signal)
+// A SIGPIPE the kernel raises for the tool's own write to a closed stream
+// comes from the tool itself; only one sent from outside is a stop request.
+bool raisedByOwnWrite(int signal, const siginfo_t* info)
 {
-    if (stopSignal == 0) {
+    return signal == SIGPIPE && info->si_code == SI_USER && info->si_pid == ::getpid();
+}
+
+// The first signal decides how the process ends; a later one changes nothing.
+void recordStopSignal(int signal, siginfo_t* info, void* /*context*/)
+{
+    if (stopSignal == 0 && !raisedByOwnWrite(signal, info)) {
         stopSignal = signal;
     }
 }
@@ -25,9 +34,11 @@ void recordStopSignal(int signal)
 void overrideCallerSignals()
 {
     struct sigaction record {};
-    record.sa_handler = recordStopSignal;
-    // Blocking calls resume; nanosleep and poll return early whatever the flag says.
-    record.sa_flags = SA_RESTART;
+    record.sa_sigaction = recordStopSignal;
+    // No SA_RESTART: a write blocked on a stream nobody reads must return to
+    // its loop, which gives up once a stop has been requested. Every other
+    // blocking call of the tool repeats itself after EINTR.
+    record.sa_flags = SA_SIGINFO;
     sigemptyset(&record.sa_mask);
     for (const int signal : kRelayedSignals) {
         sigaddset(&record.sa_mask, signal);
@@ -38,7 +49,7 @@ void overrideCallerSignals()
     for (const int signal : kRelayedSignals) {
         ::sigaction(signal, &record, nullptr);
     }
-    for (const int signal : kTerminalStopSignals) {
+    for (const int signal : kIgnoredSignals) {
         ::sigaction(signal, &ignore, nullptr);
     }
     // Where the caller ignored SIGCHLD, the kernel would reap the fixed
@@ -50,6 +61,8 @@ void overrideCallerSignals()
 }
 
 bool stopRequested() { return stopSignal != 0; }
+
+int stopSignalNumber() { return stopSignal; }
 
 void endIfStopRequested()
 {

@@ -8,7 +8,11 @@
 
 #include <ostream>
 
+#include <csignal>
+
 #include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace zel {
 namespace {
@@ -66,6 +70,36 @@ TEST_F(Private, WholeToolKeepsOutputBeforeTheDiagnosticThatFollowsIt)
     const CommandResult result = runProcess("/bin/sh", {"-c", "exec " ZEL_EXEC_PATH " -c 502 2>&1"}, 5000);
     EXPECT_EQ(std::to_string(result.exitCode) + "|" + result.output,
               "74|line 7\nline 21\nzel_exec: command[1] id=502 execution: pinctrl exit=1\n");
+}
+
+// A stop signal ends the tool even while it writes to a full pipe that nobody reads: a root process must not
+// stay behind waiting for a reader that is gone.
+TEST(WholeTool, EndsByItsStopSignalWhileItsOutputWaitsForAReader)
+{
+    int fds[2];
+    ASSERT_EQ(::pipe2(fds, O_CLOEXEC | O_NONBLOCK), 0);
+    while (::write(fds[1], "full", 4) > 0) {
+    }
+    ASSERT_EQ(::fcntl(fds[1], F_SETFL, 0), 0);
+    const pid_t tool = ::fork();
+    if (tool == 0) {
+        ::dup2(fds[1], 1);
+        ::execl(ZEL_EXEC_PATH, ZEL_EXEC_PATH, "-h", static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    ::usleep(300000); // long enough to be blocked in its write; earlier, the stop decides before it
+    ::kill(tool, SIGTERM);
+    int status = 0;
+    for (int waited = 0; waited < 200 && ::waitpid(tool, &status, WNOHANG) == 0; ++waited) {
+        ::usleep(10000);
+    }
+    if (::kill(tool, SIGKILL) == 0) {
+        ::waitpid(tool, &status, 0);
+        ADD_FAILURE() << "still running 2 s after SIGTERM";
+    }
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << "wait status " << status;
+    ::close(fds[0]);
+    ::close(fds[1]);
 }
 
 } // namespace
