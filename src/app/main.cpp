@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The zel_exec developers
 // SPDX-License-Identifier: MIT
+#include "app/caller_state.hpp"
 #include "app/descriptor_buffer.hpp"
-#include "app/resource_limits.hpp"
 #include "device/linux_device_io.hpp"
 #include "dispatch/dispatch.hpp"
 #include "dispatch/exit_status.hpp"
@@ -34,7 +34,7 @@ int runBatch(int argc, char** argv, std::ostream& out, std::ostream& err)
 
 int main(int argc, char** argv)
 {
-    zel::resetResourceLimits();
+    zel::undoCallerState();
     zel::overrideCallerSignals();
     // Standard output is held until the end, or until standard error is
     // written: the error stream is tied to it, as std::cerr is to std::cout.

@@ -2,9 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "device/linux_device_io.hpp"
 #include "device/posix_io.hpp"
+#include "process/file_size_limit.hpp"
 #include "process/unique_fd.hpp"
 
 #include <cerrno>
+#include <cstring>
 #include <string_view>
 
 #include <fcntl.h>
@@ -100,6 +102,11 @@ bool LinuxDeviceIo::writeConfig(const std::string& directory, const std::string&
     const SettingsFile* file = findSettingsFile(directory, fileName);
     if (file == nullptr) {
         error = "configuration filename outside whitelist";
+        return false;
+    }
+    // Refused before anything is opened, so a missing file is not left behind empty either.
+    if (fileSizeLimited()) {
+        error = "rewrite " + fileName + ": " + std::strerror(EFBIG);
         return false;
     }
     UniqueFd parent = openTrustedDirectory(*file, directory, error);
