@@ -39,28 +39,39 @@ run_through_sudo() {
     awk '{ sub(/^[^ ]* /, NR > 1 ? "; " : " "); printf "%s", $0 } END { print "" }' $REC
 }
 run_as_front() { run_through_sudo front "$@"; }
-# run_and_signal SIGNALS FILE TEXT GROUP...: one batch through sudo as front; once
-# FILE holds TEXT (a motor switched on), SIGNALS go to sudo 0.2 s apart, so that
-# sudo relays each, from root: front may not signal its sudo, but its service
-# manager can. Prints what run_as_front prints once the tool has ended, or
-# "left STATES" if it has not 10 s later (T: stopped).
-run_and_signal() {
-    : >$REC && : >$PIN/calls
-    signals=$1 file=$2 text=$3 && shift 3
-    # sudo passes on no signal that comes from its command's process group, and
-    # the kernel drops a stop signal sent to an orphaned group, so sudo runs in
-    # a group of its own below a session leader that waits for it, as a
-    # service's child would.
+# start_as_service GROUP...: starts one batch through sudo as front in the background, its
+# output in /tmp/out and /tmp/err, and leaves the session leader's id in `pid` and sudo's in
+# /tmp/sudo.pid. sudo passes on no signal that comes from its command's process group, and
+# the kernel drops a stop signal sent to an orphaned group, so sudo runs in a group of its
+# own below a session leader that waits for it, as a service's child would.
+start_as_service() {
+    rm -f /tmp/sudo.pid
     (umask 077 && exec setpriv --reuid=front --regid=front --init-groups setsid perl -e '
         defined(my $pid = fork) or die "fork: $!";
         if ($pid == 0) { setpgrp(0, 0); exec @ARGV or exit 127 }
-        open(my $f, ">", "/tmp/sudo.pid") or die; print $f $pid; close $f;
+        open(my $f, ">", "/tmp/sudo.pid.part") or die; print $f $pid; close $f;
+        rename("/tmp/sudo.pid.part", "/tmp/sudo.pid") or die;
         waitpid($pid, 0); exit($? & 127 ? 128 + ($? & 127) : $? >> 8)' sudo -n /usr/bin/zel_exec -c "$@") \
         </dev/null >/tmp/out 2>/tmp/err &
     pid=$!
+    until [ -s /tmp/sudo.pid ]; do sleep 0.01; done
+}
+# run_and_signal SIGNALS FILE TEXT GROUP...: one batch through sudo as front; once
+# FILE holds TEXT (a motor switched on), SIGNALS go to sudo 0.2 s apart, so that
+# sudo relays each, from root: front may not signal its sudo, but its service
+# manager can; "storm:SIG" sends SIG every 10 ms until sudo has ended. Prints
+# what run_as_front prints once the tool has ended, or "left STATES" if it has
+# not 10 s later (T: stopped).
+run_and_signal() {
+    : >$REC && : >$PIN/calls
+    signals=$1 file=$2 text=$3 && shift 3
+    start_as_service "$@"
     n=0
     until grep -q "$text" "$file" || [ $n -ge 200 ]; do sleep 0.02 && n=$((n + 1)); done
-    for s in $signals; do kill -s "$s" "$(cat /tmp/sudo.pid)" && sleep 0.2; done
+    case $signals in
+    storm:*) while kill -s "${signals#storm:}" "$(cat /tmp/sudo.pid)" 2>/dev/null; do sleep 0.01; done ;;
+    *) for s in $signals; do kill -s "$s" "$(cat /tmp/sudo.pid)" && sleep 0.2; done ;;
+    esac
     # The shell's own word on a killed job ("Killed") is not the tool's output.
     { wait $pid; st=$?; } 2>/dev/null
     # What is left of sudo's session: the states of its processes but zombies.
@@ -81,6 +92,27 @@ run_with_limits() {
         exec perl -e "\$SIG{CHLD} = q(IGNORE); exec @ARGV" sudo -n /usr/bin/zel_exec -c "$@"' sh "$@" \
         </dev/null >/tmp/out 2>/tmp/err
     printf '%s [%s] [%s]\n' $? "$(escaped /tmp/out)" "$(escaped /tmp/err)"
+}
+# pipe_at_random TRIES: 64 settings rewrites (fan mode and level in turn) through sudo as
+# front, TRIES times, each sent SIGPIPE (to sudo, from root) at a random moment of the time
+# one such batch takes; says whether a settings file was ever left empty and whether the
+# signal stopped some batch in its middle.
+pipe_at_random() {
+    tries=$1 && set --
+    while [ $# -lt 64 ]; do set -- "$@" "201 $(($# / 2 % 2))" "202 $((4 + $# / 2 % 2))"; done
+    began=$(date +%s%N) && run_as_front "$@" >/dev/null && took=$(($(date +%s%N) - began))
+    empty=0 stopped=0 n=0
+    while [ $n -lt "$tries" ]; do
+        n=$((n + 1))
+        start_as_service "$@"
+        sleep "$(awk -v s="$n$$" -v t="$took" 'BEGIN { srand(s); printf "%.6f", rand() * t / 1e9 }')"
+        kill -s PIPE "$(cat /tmp/sudo.pid)" 2>/dev/null
+        wait $pid
+        for f in /etc/zel/fanMode.config /etc/zel/fanLevel.config; do [ -s $f ] || empty=$((empty + 1)); done
+        ! grep -q 'stopped by signal 13 after command\[\([1-9]\|[1-5][0-9]\|6[0-3]\)\]$' /tmp/err ||
+            stopped=$((stopped + 1))
+    done
+    echo "files left empty: $empty; batches stopped in the middle: $([ $stopped -gt 0 ] && echo some || echo none)"
 }
 # PWM channels (CHIP CHANNEL...): period; duty; polarity; enable, " | " between.
 pwm_channels() {
@@ -253,17 +285,28 @@ run_as_front "501 0" => 0 [] []
 pinctrl_calls => set 7 op dl; set 21 op dl
 run_as_front 502 => 0 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] []
 == a front-end's time-out: TERM to sudo mid-pulse switches the motor off at once, the tool ends by TERM
-run_and_signal TERM $REC 'set value=1' "401 10000" "201 1" => 143 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs
+run_and_signal TERM $REC 'set value=1' "401 10000" "201 1" => 143 [] [zel_exec: stopped by signal 15 after command[1]\n] gpio zel-gpio 3 output value=0 consumer=sysfs
 + gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
 gap_is_within $REC 0.001 'set value=1' 'set value=0' 0 5000 => in range
 settings_file /etc/zel/fanMode.config => 0:0 644 0\n
-run_and_signal TERM $PIN/calls 'op dh' 502 "402 10000" "201 1" => 143 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] []
+run_and_signal TERM $PIN/calls 'op dh' 502 "402 10000" "201 1" => 143 [7: op dl | lo // GPIO7 = output\n21: op dl | lo // GPIO21 = output\n] [zel_exec: stopped by signal 15 after command[2]\n]
 pinctrl_calls => get 7; get 21; set 10 op dh; set 10 op dl
 gap_is_within $PIN/calls 1000 'op dh' 'op dl' 0 5000 => in range
-run_and_signal TERM $REC consumer=zel-motor "403 10000" "201 1" => 143 [] [] gpio zel-pq 14 request
+run_and_signal TERM $REC consumer=zel-motor "403 10000" "201 1" => 143 [] [zel_exec: stopped by signal 15 after command[1]\n] gpio zel-pq 14 request
 + gpio zel-pq 14 output value=1 consumer=zel-motor; gpio zel-pq 14 set value=0; gpio zel-pq 14 free
 gap_is_within $REC 0.001 consumer=zel-motor 'set value=0' 0 5000 => in range
 settings_file /etc/zel/fanMode.config => 0:0 644 0\n
+== SIGPIPE to sudo is relayed like TERM: the motor goes off at once, no settings file is left empty
+run_and_signal PIPE $REC 'set value=1' "401 10000" "201 1" => 141 [] [zel_exec: stopped by signal 13 after command[1]\n] gpio zel-gpio 3 output value=0 consumer=sysfs
++ gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
+gap_is_within $REC 0.001 'set value=1' 'set value=0' 0 5000 => in range
+pipe_at_random 20 => files left empty: 0; batches stopped in the middle: some
+== a storm of TERM, one every 10 ms: both power lines still set, the programs reaped, not timed out
+run_and_signal storm:TERM $PIN/calls 'set 7' "501 1" => 143 [] [zel_exec: stopped by signal 15 after command[1]\n]
+pinctrl_calls => set 7 op dh; set 21 op dh
+== a caller's timer slack of 60 s stretches no wait: 402 20 keeps the motor on for about 20 ms
+: >$PIN/calls && as_user front sh -c 'echo 60000000000 >/proc/self/timerslack_ns && exec sudo -n /usr/bin/zel_exec -c "402 20"'
+gap_is_within $PIN/calls 1000 'op dh' 'op dl' 15 5000 => in range
 == TSTP, then KILL to sudo: the tool is not stopped, runs its batch to the end, and the next call succeeds
 run_and_signal 'TSTP KILL' $REC 'set value=1' "401 1000" "201 1" => 137 [] [] gpio zel-gpio 3 output value=0 consumer=sysfs
 + gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
