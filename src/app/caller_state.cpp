@@ -82,9 +82,11 @@ void resetResourceLimits()
     }
 }
 
-// Each call needs a privilege root has, so their results are not looked at;
-// a caller who is not root gets no further than the help or the permission
-// message, which need none of this.
+// Each call needs a privilege that only root has, and root may lack one too
+// (an out-of-memory score below the minimum that a service manager set needs
+// CAP_SYS_RESOURCE): what can be undone is, and the results are not looked
+// at. A caller who is not root gets no further than the help or the
+// permission message, which need none of this.
 void resetScheduling()
 {
     ::prctl(PR_SET_TIMERSLACK, kBootTimerSlackNs, 0UL, 0UL, 0UL);
