@@ -2,9 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "app/caller_state.hpp"
 
-#include "process/file_size_limit.hpp"
+#include "base/file_size_limit.hpp"
+#include "base/posix_io.hpp"
+#include "base/stop_record.hpp"
+#include "base/unique_fd.hpp"
 
 #include <algorithm>
+#include <csignal>
 #include <cstring>
 
 #include <fcntl.h>
@@ -89,20 +93,65 @@ void resetResourceLimits()
 // permission message, which need none of this.
 void resetScheduling()
 {
-    ::prctl(PR_SET_TIMERSLACK, kBootTimerSlackNs, 0UL, 0UL, 0UL);
+    ignoreResult(::prctl(PR_SET_TIMERSLACK, kBootTimerSlackNs, 0UL, 0UL, 0UL));
     const sched_param normal{};
-    ::sched_setscheduler(0, SCHED_OTHER, &normal);
-    ::setpriority(PRIO_PROCESS, 0, 0);
-    ::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, IOPRIO_PRIO_VALUE(IOPRIO_CLASS_NONE, 0));
+    ignoreResult(::sched_setscheduler(0, SCHED_OTHER, &normal));
+    ignoreResult(::setpriority(PRIO_PROCESS, 0, 0));
+    ignoreResult(::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, IOPRIO_PRIO_VALUE(IOPRIO_CLASS_NONE, 0)));
     // Every CPU there is: the kernel keeps those the process may use.
     cpu_set_t everyCpu;
     std::memset(&everyCpu, 0xff, sizeof everyCpu);
-    ::sched_setaffinity(0, sizeof everyCpu, &everyCpu);
-    const int oomScore = ::open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC);
-    if (oomScore >= 0) {
-        [[maybe_unused]] const ssize_t written = ::write(oomScore, "0", 1);
-        ::close(oomScore);
+    ignoreResult(::sched_setaffinity(0, sizeof everyCpu, &everyCpu));
+    const UniqueFd oomScore(::open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC));
+    if (oomScore) {
+        ignoreResult(::write(oomScore.get(), "0", 1));
     }
+}
+
+constexpr int kRelayedSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2};
+constexpr int kIgnoredSignals[] = {SIGTSTP, SIGTTIN, SIGTTOU, SIGXFSZ};
+
+// A SIGPIPE the kernel raises for the tool's own write to a closed stream
+// comes from the tool itself; only one sent from outside is a stop request.
+bool raisedByOwnWrite(int signal, const siginfo_t* info)
+{
+    return signal == SIGPIPE && info->si_code == SI_USER && info->si_pid == ::getpid();
+}
+
+void recordRelayedSignal(int signal, siginfo_t* info, void* /*context*/)
+{
+    if (!raisedByOwnWrite(signal, info)) {
+        recordStopSignal(signal);
+    }
+}
+
+// Only invalid arguments make these calls fail, and the arguments are constants.
+void overrideCallerSignals()
+{
+    struct sigaction record {};
+    record.sa_sigaction = recordRelayedSignal;
+    // No SA_RESTART: a write blocked on a stream nobody reads must return to
+    // its loop, which gives up once a stop has been requested. Every other
+    // blocking call of the tool repeats itself after EINTR.
+    record.sa_flags = SA_SIGINFO;
+    ignoreResult(sigemptyset(&record.sa_mask));
+    for (const int signal : kRelayedSignals) {
+        ignoreResult(sigaddset(&record.sa_mask, signal));
+    }
+    struct sigaction ignore {};
+    ignore.sa_handler = SIG_IGN;
+    for (const int signal : kRelayedSignals) {
+        ignoreResult(::sigaction(signal, &record, nullptr));
+    }
+    for (const int signal : kIgnoredSignals) {
+        ignoreResult(::sigaction(signal, &ignore, nullptr));
+    }
+    // Where the caller ignored SIGCHLD, the kernel would reap the fixed
+    // programs before the runner could learn how they ended.
+    struct sigaction fallback {};
+    fallback.sa_handler = SIG_DFL;
+    ignoreResult(::sigaction(SIGCHLD, &fallback, nullptr));
+    ignoreResult(::sigprocmask(SIG_UNBLOCK, &record.sa_mask, nullptr));
 }
 
 } // namespace
@@ -111,6 +160,20 @@ void undoCallerState()
 {
     resetResourceLimits();
     resetScheduling();
+    overrideCallerSignals();
+}
+
+void endIfStopRequested()
+{
+    const int signal = stopSignalNumber();
+    if (signal == 0) {
+        return;
+    }
+    struct sigaction fallback {};
+    fallback.sa_handler = SIG_DFL;
+    ignoreResult(::sigaction(signal, &fallback, nullptr));
+    // Fails only for an invalid number; the caller's status then stands.
+    ignoreResult(::raise(signal));
 }
 
 } // namespace zel

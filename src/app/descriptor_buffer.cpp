@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/descriptor_buffer.hpp"
 
-#include "process/stop_signal.hpp"
+#include "base/posix_io.hpp"
+#include "base/stop_record.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -35,7 +36,7 @@ int DescriptorBuffer::overflow(int c)
         if (pbase() == epptr()) {
             writeIgnoringErrors(&byte, 1);
         } else {
-            sputc(byte);
+            ignoreResult(sputc(byte));
         }
     }
     return traits_type::not_eof(c);

@@ -5,7 +5,6 @@
 #include "device/linux_device_io.hpp"
 #include "dispatch/dispatch.hpp"
 #include "dispatch/exit_status.hpp"
-#include "process/stop_signal.hpp"
 
 #include <exception>
 #include <ostream>
@@ -35,7 +34,6 @@ int runBatch(int argc, char** argv, std::ostream& out, std::ostream& err)
 int main(int argc, char** argv)
 {
     zel::undoCallerState();
-    zel::overrideCallerSignals();
     // Standard output is held until the end, or until standard error is
     // written: the error stream is tied to it, as std::cerr is to std::cout.
     char outputSpace[8192];

@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "device/gpio_chardev_pulse.hpp"
 
+#include "base/posix_io.hpp"
+#include "base/stop_record.hpp"
+#include "base/unique_fd.hpp"
 #include "device/gpio_line_location.hpp"
 #include "device/pin_control.hpp"
-#include "device/posix_io.hpp"
 #include "process/run_process.hpp"
-#include "process/unique_fd.hpp"
 
 #include <cstring>
 

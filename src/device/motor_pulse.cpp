@@ -1,9 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The zel_exec developers
 // SPDX-License-Identifier: MIT
+#include "base/posix_io.hpp"
+#include "base/stop_record.hpp"
 #include "device/gpio_chardev_pulse.hpp"
 #include "device/linux_device_io.hpp"
 #include "device/pin_control.hpp"
-#include "device/posix_io.hpp"
 
 namespace zel {
 namespace {

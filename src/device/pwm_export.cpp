@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "device/linux_device_io.hpp"
 
+#include "base/posix_io.hpp"
+
 #include <ctime>
 
 #include <sys/stat.h>
@@ -41,7 +43,7 @@ bool LinuxDeviceIo::ensurePwm(const std::string& chip, int channel, std::string&
         if (isDirectory(channelDirectory)) {
             return true;
         }
-        ::nanosleep(&kExportTestInterval, nullptr);
+        ignoreResult(::nanosleep(&kExportTestInterval, nullptr));
     }
     error = "PWM export timed out: " + channelDirectory;
     return false;

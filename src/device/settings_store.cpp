@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The zel_exec developers
 // SPDX-License-Identifier: MIT
+#include "base/file_size_limit.hpp"
+#include "base/posix_io.hpp"
+#include "base/unique_fd.hpp"
 #include "device/linux_device_io.hpp"
-#include "device/posix_io.hpp"
-#include "process/file_size_limit.hpp"
-#include "process/unique_fd.hpp"
 
 #include <cerrno>
 #include <cstring>

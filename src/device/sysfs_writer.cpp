@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The zel_exec developers
 // SPDX-License-Identifier: MIT
+#include "base/posix_io.hpp"
+#include "base/unique_fd.hpp"
 #include "device/linux_device_io.hpp"
-#include "device/posix_io.hpp"
-#include "process/unique_fd.hpp"
 
 #include <fcntl.h>
 #include <linux/magic.h>

@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "dispatch/dispatch.hpp"
 
+#include "base/stop_record.hpp"
 #include "commands/command_handler.hpp"
 #include "dispatch/exit_status.hpp"
 #include "dispatch/group_parser.hpp"
 #include "dispatch/help_text.hpp"
-#include "process/stop_signal.hpp"
 
 #include <algorithm>
 

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "process/run_process.hpp"
 
-#include "process/stop_signal.hpp"
-#include "process/unique_fd.hpp"
+#include "base/posix_io.hpp"
+#include "base/unique_fd.hpp"
 
 #include <array>
 #include <cerrno>
@@ -38,53 +38,141 @@ bool createPipe(int fds[2])
         const int moved = ::fcntl(fds[end], F_DUPFD_CLOEXEC, 3);
         if (moved < 0) {
             const int saved = errno;
-            ::close(fds[0]);
-            ::close(fds[1]);
+            ignoreResult(::close(fds[0]));
+            ignoreResult(::close(fds[1]));
             errno = saved;
             return false;
         }
-        ::close(fds[end]);
+        ignoreResult(::close(fds[end]));
         fds[end] = moved;
     }
     return true;
 }
 
-std::string pipeFailure(int savedErrno) { return std::string("pipe: ") + std::strerror(savedErrno) + "\n"; }
+// Both ends of one pipe, each closed when its owner goes. Where the order of
+// the closes is part of the run, they are closed by hand.
+struct Pipe {
+    UniqueFd readEnd;
+    UniqueFd writeEnd;
+};
+
+bool openPipe(Pipe& pipe, std::string& error)
+{
+    int fds[2];
+    if (!createPipe(fds)) {
+        error = std::string("pipe: ") + std::strerror(errno) + "\n";
+        return false;
+    }
+    pipe.readEnd = UniqueFd(fds[0]);
+    pipe.writeEnd = UniqueFd(fds[1]);
+    return true;
+}
+
+// In the forked child before it executes the program: every disposition back
+// to the default and nothing blocked, whatever the tool or its caller set.
+void resetSignalsForProgram()
+{
+    struct sigaction fallback {};
+    fallback.sa_handler = SIG_DFL;
+    // SIGKILL, SIGSTOP and the C library's own signals refuse; they are default anyway.
+    for (int signal = 1; signal < NSIG; ++signal) {
+        ignoreResult(::sigaction(signal, &fallback, nullptr));
+    }
+    sigset_t none;
+    ignoreResult(sigemptyset(&none));
+    ignoreResult(::sigprocmask(SIG_SETMASK, &none, nullptr));
+}
 
 // Runs in the forked child: only async-signal-safe calls on data prepared
 // before the fork, no allocation, no destructors.
-[[noreturn]] void execChild(char* const argv[], char* const envp[], const int outPipe[2], const int errPipe[2])
+[[noreturn]] void execChild(char* const argv[], char* const envp[], const Pipe& output, const Pipe& errors)
 {
-    ::setpgid(0, 0);
+    ignoreResult(::setpgid(0, 0));
     // Nothing of the caller's state reaches the program: not its directory,
     // nor a signal it ignored or blocked, nor the tool's own handlers.
     resetSignalsForProgram();
     const int devNull = ::open("/dev/null", O_RDONLY);
-    if (::chdir("/") != 0 || devNull < 0 || ::dup2(devNull, 0) < 0 || ::dup2(outPipe[1], 1) < 0 ||
-        ::dup2(errPipe[1], 2) < 0) {
+    if (::chdir("/") != 0 || devNull < 0 || ::dup2(devNull, 0) < 0 || ::dup2(output.writeEnd.get(), 1) < 0 ||
+        ::dup2(errors.writeEnd.get(), 2) < 0) {
         ::_exit(126);
     }
     if (devNull > 2) {
-        ::close(devNull);
+        ignoreResult(::close(devNull));
     }
-    ::close(outPipe[0]);
-    ::close(outPipe[1]);
-    ::close(errPipe[0]);
-    ::close(errPipe[1]);
-    ::execve(argv[0], argv, envp);
-    [[maybe_unused]] const ssize_t ignored = ::write(2, kExecFailure, sizeof kExecFailure - 1);
+    ignoreResult(::close(output.readEnd.get()));
+    ignoreResult(::close(output.writeEnd.get()));
+    ignoreResult(::close(errors.readEnd.get()));
+    ignoreResult(::close(errors.writeEnd.get()));
+    ignoreResult(::execve(argv[0], argv, envp));
+    ignoreResult(::write(2, kExecFailure, sizeof kExecFailure - 1));
     ::_exit(127);
 }
 
+// A started child, leader of its own process group. Unless it has been
+// reaped, its owner kills the group and reaps the child when it goes, so no
+// way out of the runner, an exception included, leaves a program running.
+class Child {
+public:
+    explicit Child(pid_t pid) : pid_(pid) {}
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+    ~Child()
+    {
+        if (!reaped_) {
+            kill();
+            reap();
+        }
+    }
+
+    bool reaped() const { return reaped_; }
+    int waitStatus() const { return status_; }
+
+    // Looks once, without waiting, whether the child has ended; false when
+    // waitpid fails for another reason than a signal.
+    bool look()
+    {
+        const pid_t waited = ::waitpid(pid_, &status_, WNOHANG);
+        if (waited == pid_) {
+            reaped_ = true;
+        }
+        return waited >= 0 || errno == EINTR;
+    }
+
+    void kill() const
+    {
+        ignoreResult(::kill(-pid_, SIGKILL));
+        // Once reaped, the id may already name an unrelated process.
+        if (!reaped_) {
+            ignoreResult(::kill(pid_, SIGKILL));
+        }
+    }
+
+    // Waits for the killed child; gives up on any failure but EINTR.
+    void reap()
+    {
+        if (!reaped_) {
+            while (::waitpid(pid_, &status_, 0) < 0 && errno == EINTR) {
+            }
+            reaped_ = true;
+        }
+    }
+
+private:
+    pid_t pid_;
+    bool reaped_ = false;
+    int status_ = 0;
+};
+
 class ChildCollector {
 public:
-    ChildCollector(pid_t pid, int outRead, int errRead, CommandResult& result)
-        : pid_(pid), ends_{UniqueFd(outRead), UniqueFd(errRead)}, sinks_{&result.output, &result.error}, result_(result)
+    ChildCollector(Child& child, UniqueFd outRead, UniqueFd errRead, CommandResult& result)
+        : child_(child), ends_{std::move(outRead), std::move(errRead)}, sinks_{&result.output, &result.error},
+          result_(result)
     {
     }
 
     // Collects both streams until both reach end of file and the child is
-    // reaped; returns false after an abort, with the reason in the result.
+    // reaped; returns false after giving up, with the reason in the result.
     bool collect(int timeoutMs)
     {
         using Clock = std::chrono::steady_clock;
@@ -92,11 +180,11 @@ public:
         std::array<pollfd, 2> polls{{{ends_[0].get(), POLLIN, 0}, {ends_[1].get(), POLLIN, 0}}};
         for (;;) {
             if (deadline <= Clock::now()) {
-                return abort("process timed out\n");
+                return giveUp("process timed out\n");
             }
             const int polled = ::poll(polls.data(), polls.size(), kPollPeriodMs);
             if (polled < 0 && errno != EINTR) {
-                return abort("poll failed\n");
+                return giveUp("poll failed\n");
             }
             for (std::size_t entry = 0; polled >= 0 && entry < polls.size(); ++entry) {
                 if (!readEntry(polls[entry], entry)) {
@@ -106,16 +194,14 @@ public:
             // Also after a signal: signals arriving faster than the poll
             // period would otherwise keep a finished program from being
             // reaped until its deadline.
-            if (!reaped_ && !pollChild()) {
-                return false;
+            if (!child_.reaped() && !child_.look()) {
+                return giveUp("waitpid failed\n");
             }
-            if (reaped_ && polls[0].fd < 0 && polls[1].fd < 0) {
+            if (child_.reaped() && polls[0].fd < 0 && polls[1].fd < 0) {
                 return true;
             }
         }
     }
-
-    int waitStatus() const { return status_; }
 
 private:
     bool readEntry(pollfd& poll, std::size_t entry)
@@ -128,54 +214,79 @@ private:
         if (count > 0) {
             const auto length = static_cast<std::size_t>(count);
             if (result_.output.size() + result_.error.size() + length > kOutputLimit) {
-                return abort("process output limit exceeded\n");
+                return giveUp("process output limit exceeded\n");
             }
             sinks_[entry]->append(chunk.data(), length);
         } else if (count == 0) {
             ends_[entry].reset();
             poll.fd = -1;
         } else if (errno != EINTR) {
-            return abort("read process output failed\n");
+            return giveUp("read process output failed\n");
         }
         return true;
     }
 
-    bool pollChild()
-    {
-        const pid_t waited = ::waitpid(pid_, &status_, WNOHANG);
-        if (waited == pid_) {
-            reaped_ = true;
-        } else if (waited < 0 && errno != EINTR) {
-            return abort("waitpid failed\n");
-        }
-        return true;
-    }
-
-    bool abort(const char* reason)
+    // Kills the child with its whole group, so that a descendant holding the
+    // pipes goes too, and reaps it.
+    bool giveUp(const char* reason)
     {
         result_.error += reason;
-        ::kill(-pid_, SIGKILL);
-        // Once reaped, the id may already name an unrelated process.
-        if (!reaped_) {
-            ::kill(pid_, SIGKILL);
-        }
+        child_.kill();
         for (UniqueFd& end : ends_) {
             end.reset();
         }
-        if (!reaped_) {
-            while (::waitpid(pid_, &status_, 0) < 0 && errno == EINTR) {
-            }
-        }
+        child_.reap();
         return false;
     }
 
-    pid_t pid_;
+    Child& child_;
     std::array<UniqueFd, 2> ends_;
     std::array<std::string*, 2> sinks_;
     CommandResult& result_;
-    bool reaped_ = false;
-    int status_ = 0;
 };
+
+// The argument array, ending in a null entry; false for a call no caller may make.
+bool prepareArguments(const std::string& program, const std::vector<std::string>& args, int timeoutMs,
+                      std::vector<char*>& argv, std::string& error)
+{
+    if (program.empty() || program.front() != '/' || program.find('\0') != std::string::npos || timeoutMs <= 0) {
+        error = "invalid process invocation\n";
+        return false;
+    }
+    argv.reserve(args.size() + 2);
+    argv.push_back(const_cast<char*>(program.c_str()));
+    for (const std::string& arg : args) {
+        if (arg.find('\0') != std::string::npos) {
+            error = "NUL in process argument\n";
+            return false;
+        }
+        argv.push_back(const_cast<char*>(arg.c_str()));
+    }
+    argv.push_back(nullptr);
+    return true;
+}
+
+// Forks the child, which executes the program; returns its id, or -1 with
+// the reason in `error`. The parent keeps only the pipes' read ends.
+pid_t spawn(char* const argv[], char* const envp[], Pipe& output, Pipe& errors, std::string& error)
+{
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        execChild(argv, envp, output, errors);
+    }
+    const int forkErrno = errno;
+    output.writeEnd.reset();
+    errors.writeEnd.reset();
+    if (pid < 0) {
+        output.readEnd.reset();
+        errors.readEnd.reset();
+        error = std::string("fork: ") + std::strerror(forkErrno) + "\n";
+        return -1;
+    }
+    // Set the group from both sides so that a kill never races the child's own setpgid.
+    ignoreResult(::setpgid(pid, pid));
+    return pid;
+}
 
 void decodeWaitStatus(int status, const std::string& program, CommandResult& result)
 {
@@ -194,60 +305,32 @@ void decodeWaitStatus(int status, const std::string& program, CommandResult& res
 CommandResult runProcess(const std::string& program, const std::vector<std::string>& args, int timeoutMs)
 {
     CommandResult result;
-    if (program.empty() || program.front() != '/' || program.find('\0') != std::string::npos || timeoutMs <= 0) {
-        result.error = "invalid process invocation\n";
+    std::vector<char*> argv;
+    if (!prepareArguments(program, args, timeoutMs, argv, result.error)) {
         return result;
     }
-
-    std::vector<char*> argv;
-    argv.reserve(args.size() + 2);
-    argv.push_back(const_cast<char*>(program.c_str()));
-    for (const std::string& arg : args) {
-        if (arg.find('\0') != std::string::npos) {
-            result.error = "NUL in process argument\n";
-            return result;
-        }
-        argv.push_back(const_cast<char*>(arg.c_str()));
-    }
-    argv.push_back(nullptr);
-
     char path[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
     char locale[] = "LC_ALL=C";
-    std::array<char*, 3> envp{path, locale, nullptr};
+    const std::array<char*, 3> envp{path, locale, nullptr};
 
-    int outPipe[2];
-    if (!createPipe(outPipe)) {
-        result.error = pipeFailure(errno);
+    Pipe output;
+    Pipe errors;
+    if (!openPipe(output, result.error)) {
         return result;
     }
-    int errPipe[2];
-    if (!createPipe(errPipe)) {
-        const int saved = errno;
-        ::close(outPipe[0]);
-        ::close(outPipe[1]);
-        result.error = pipeFailure(saved);
+    if (!openPipe(errors, result.error)) {
+        output.readEnd.reset();
+        output.writeEnd.reset();
         return result;
     }
-
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        execChild(argv.data(), envp.data(), outPipe, errPipe);
-    }
-    const int forkErrno = errno;
-    ::close(outPipe[1]);
-    ::close(errPipe[1]);
+    const pid_t pid = spawn(argv.data(), envp.data(), output, errors, result.error);
     if (pid < 0) {
-        ::close(outPipe[0]);
-        ::close(errPipe[0]);
-        result.error = std::string("fork: ") + std::strerror(forkErrno) + "\n";
         return result;
     }
-
-    // Set the group from both sides so that a kill never races the child's own setpgid.
-    ::setpgid(pid, pid);
-    ChildCollector collector(pid, outPipe[0], errPipe[0], result);
+    Child child(pid);
+    ChildCollector collector(child, std::move(output.readEnd), std::move(errors.readEnd), result);
     if (collector.collect(timeoutMs)) {
-        decodeWaitStatus(collector.waitStatus(), program, result);
+        decodeWaitStatus(child.waitStatus(), program, result);
     }
     return result;
 }

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "base/posix_io.hpp"
+
 #include <unistd.h>
 
 namespace zel {
@@ -16,6 +18,14 @@ public:
     UniqueFd(const UniqueFd&) = delete;
     UniqueFd& operator=(const UniqueFd&) = delete;
     UniqueFd(UniqueFd&& other) noexcept : fd_(other.release()) {}
+    UniqueFd& operator=(UniqueFd&& other) noexcept
+    {
+        if (this != &other) {
+            reset();
+            fd_ = other.release();
+        }
+        return *this;
+    }
     ~UniqueFd() { reset(); }
 
     int get() const { return fd_; }
@@ -29,7 +39,7 @@ public:
     }
 
     // Closes without looking at the result.
-    void reset() { static_cast<void>(close()); }
+    void reset() { ignoreResult(close()); }
 
     // Closes and returns the result of close(2); errno holds its cause.
     int close()

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The zel_exec developers
 // SPDX-License-Identifier: MIT
-#include "process/file_size_limit.hpp"
+#include "base/file_size_limit.hpp"
 
 namespace zel {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-// Helpers shared by the LinuxDeviceIo operations; not used outside the device layer.
+// POSIX helpers that every layer may use.
 namespace zel {
 
 // Sets `error` to `label`, ": " and the text of the current errno; call it
@@ -14,8 +14,8 @@ void systemError(const std::string& label, std::string& error);
 // Writes all of `data` to `fd`, going on after partial writes and signals.
 bool writeAll(int fd, const std::string& data, std::string& error);
 
-// Sleeps `durationMs` once, or not at all for 0 or less or after a stop signal;
-// a signal ends the sleep early.
-void sleepUnlessStopped(int durationMs);
+// Marks the result of a call dropped on purpose. Unlike a cast to void, it
+// also quiets the compiler where the C library asks for the result to be used.
+template <typename Result> void ignoreResult(const Result& /*result*/) {}
 
 } // namespace zel

@@ -1,12 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The zel_exec developers
 // SPDX-License-Identifier: MIT
-#include "device/posix_io.hpp"
-
-#include "process/stop_signal.hpp"
+#include "base/posix_io.hpp"
 
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 
 #include <unistd.h>
 
@@ -36,17 +33,6 @@ bool writeAll(int fd, const std::string& data, std::string& error)
         }
     }
     return true;
-}
-
-void sleepUnlessStopped(int durationMs)
-{
-    // A signal between this test and the sleep's start still sleeps in full:
-    // a window of a few instructions, and the motor goes off at the end of it.
-    if (durationMs <= 0 || stopRequested()) {
-        return;
-    }
-    const timespec duration{durationMs / 1000, static_cast<long>(durationMs % 1000) * 1000000L};
-    ::nanosleep(&duration, nullptr);
 }
 
 } // namespace zel
