@@ -29,7 +29,7 @@ namespace {
 
 // The fake board with programs that talk: each chosen text names its call, so the checks can find every one
 // of them, in order, in what the tool printed.
-struct TalkativeDevice : zel::testing::FakeDeviceIo {
+struct TalkativeDevice : zel::test::FakeDeviceIo {
     zel::CommandResult pinctrl(const std::vector<std::string>& args) override
     {
         zel::CommandResult result = FakeDeviceIo::pinctrl(args);

@@ -17,7 +17,7 @@
 namespace zel {
 namespace {
 
-using testing::Private;
+using test::Private;
 
 // A buffer holds text until it is full, flushed or gone, and never lets a later write overtake an earlier
 // one; one without space passes every insertion straight on.
@@ -66,7 +66,7 @@ TEST(DescriptorBuffer, HoldsTextUntilFullOrFlushedAndKeepsItsOrder)
 // of the whole tool share one pipe.
 TEST_F(Private, WholeToolKeepsOutputBeforeTheDiagnosticThatFollowsIt)
 {
-    ASSERT_TRUE(testing::installProgram("/usr/bin/pinctrl", "echo \"line $2\"; [ $2 = 7 ]"));
+    ASSERT_TRUE(test::installProgram("/usr/bin/pinctrl", "echo \"line $2\"; [ $2 = 7 ]"));
     const CommandResult result = runProcess("/bin/sh", {"-c", "exec " ZEL_EXEC_PATH " -c 502 2>&1"}, 5000);
     EXPECT_EQ(std::to_string(result.exitCode) + "|" + result.output,
               "74|line 7\nline 21\nzel_exec: command[1] id=502 execution: pinctrl exit=1\n");

@@ -8,7 +8,7 @@
 namespace zel {
 namespace {
 
-using testing::Private;
+using test::Private;
 
 constexpr char kZel[] = "/etc/zel", kMode[] = "/etc/zel/fanMode.config", kOld[] = "earlier settings\n";
 constexpr char kUntrusted[] = "configuration directory must be owned by root and not writable by group/others";
@@ -48,15 +48,15 @@ TEST_F(Private, SettingsStoreWritesOnlyRootOwnedPlainFilesAndLeavesRefusedOnesAl
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.setup);
-        const testing::FreshEtc etc;
+        const test::FreshEtc etc;
         ASSERT_TRUE(etc.mounted && std::system(("set -e; umask 022; cd /etc; " + c.setup).c_str()) == 0);
-        const long descriptors = testing::openDescriptorCount();
+        const long descriptors = test::openDescriptorCount();
         std::string error = "-";
         const bool stored = LinuxDeviceIo().writeConfig(c.directory, c.fileName, "7", error);
         EXPECT_EQ(stored, c.error.empty());
         EXPECT_EQ(error, c.error.empty() ? "-" : c.error);
-        EXPECT_EQ(testing::shownFile(c.checked), c.after);
-        EXPECT_EQ(testing::openDescriptorCount(), descriptors);
+        EXPECT_EQ(test::shownFile(c.checked), c.after);
+        EXPECT_EQ(test::openDescriptorCount(), descriptors);
     }
 }
 

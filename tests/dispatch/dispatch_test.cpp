@@ -3,6 +3,7 @@
 #include "dispatch/dispatch.hpp"
 #include "support/fake_device_io.hpp"
 #include "support/files.hpp"
+#include "support/streams.hpp"
 
 namespace zel {
 namespace {
@@ -21,8 +22,8 @@ Args split(const std::string& joined, char separator = '|') // "-c|101 0" -> {"-
 
 // What the tool showed for one command line, and the board after it.
 struct Outcome {
-    testing::FakeDeviceIo io;
-    testing::Streams shown;
+    test::FakeDeviceIo io;
+    test::Streams shown;
     Outcome(const Args& args, unsigned int euid, const std::map<std::string, CommandResult>& replies = {},
             const std::string& failing = "")
     {
@@ -54,13 +55,13 @@ TEST(Dispatch, AnswersHelpAndRejectsBadCommandLinesWithOneLineTouchingNothing)
 {
     struct Case {
         Args args;
-        testing::Streams shown;
+        test::Streams shown;
         bool anyCaller = false; // answered alike to everyone; otherwise only root gets `shown`
     };
-    const std::string help = testing::readFile(ZEL_TEST_DATA_DIR "/dispatch/help_golden.txt");
+    const std::string help = test::readFile(ZEL_TEST_DATA_DIR "/dispatch/help_golden.txt");
     std::vector<Case> cases = {{{"-h"}, {0, help, ""}, true}, {{"--help"}, {0, help, ""}, true}};
-    std::map<std::string, testing::Streams> byRole; // the last row of each role
-    std::istringstream rows(testing::readFile(ZEL_TEST_DATA_DIR "/dispatch/diagnostics_golden.txt"));
+    std::map<std::string, test::Streams> byRole; // the last row of each role
+    std::istringstream rows(test::readFile(ZEL_TEST_DATA_DIR "/dispatch/diagnostics_golden.txt"));
     for (std::string row; std::getline(rows, row);) {
         const Args column = split(row, '\t'); // role, status, arguments, line
         if (row[0] != '#') {
@@ -85,7 +86,7 @@ TEST(Dispatch, AnswersHelpAndRejectsBadCommandLinesWithOneLineTouchingNothing)
         for (const unsigned int euid : {0U, 1000U}) {
             SCOPED_TRACE(::testing::PrintToString(c.args) + " as " + std::to_string(euid));
             const Outcome run(c.args, euid);
-            testing::expectStreams(run.shown, euid == 0 || c.anyCaller ? c.shown : byRole["refused"]);
+            test::expectStreams(run.shown, euid == 0 || c.anyCaller ? c.shown : byRole["refused"]);
             EXPECT_EQ(run.io.log.size(), 0U);
         }
     }
@@ -125,7 +126,7 @@ TEST(Dispatch, LeavesTheBoardAsEachCommandSaysAndStopsAtTheFirstFailure)
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.args) + (*c.failing != 0 ? " failing " : "") + c.failing);
         const Outcome run(split(c.args), 0, c.replies, c.failing);
-        testing::expectStreams(run.shown, {c.status, c.out, c.err});
+        test::expectStreams(run.shown, {c.status, c.out, c.err});
         EXPECT_EQ(run.state(), c.state);
     }
 }

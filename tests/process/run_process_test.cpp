@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "process/run_process.hpp"
 #include "support/files.hpp"
+#include "support/streams.hpp"
 
 #include <cerrno>
 
@@ -38,10 +39,10 @@ TEST(RunProcess, PassesOnBothStreamsAndHowTheProgramEndedOrRefusesToStartIt)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.program + " -c " + c.body);
-        const long descriptors = testing::openDescriptorCount();
+        const long descriptors = test::openDescriptorCount();
         const CommandResult result = runProcess(c.program, c.body.empty() ? Args{} : Args{"-c", c.body}, c.timeoutMs);
-        testing::expectStreams({result.exitCode, result.output, result.error}, {c.status, c.out, c.err});
-        EXPECT_EQ(testing::openDescriptorCount(), descriptors);
+        test::expectStreams({result.exitCode, result.output, result.error}, {c.status, c.out, c.err});
+        EXPECT_EQ(test::openDescriptorCount(), descriptors);
         EXPECT_TRUE(::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a child was left unreaped";
     }
     // One byte more over both streams: what was read so far is kept, then the reason.

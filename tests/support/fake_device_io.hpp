@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace zel::testing {
+namespace zel::test {
 
 // A board in memory. `state` holds what each sysfs node, settings file ("<directory>/<file>"), exported PWM
 // channel ("<chip>/pwm<n>": "exported") and the motor ("motor": "<id> <ms>") hold after the calls; `log` has
@@ -63,4 +63,4 @@ private:
     }
 };
 
-} // namespace zel::testing
+} // namespace zel::test

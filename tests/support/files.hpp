@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -12,8 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// Small helpers for the tests.
-namespace zel::testing {
+// Files, directories and descriptors for the tests.
+namespace zel::test {
 
 inline std::string readFile(const std::string& path)
 {
@@ -48,19 +46,4 @@ struct TempDirectory {
     ~TempDirectory() { std::filesystem::remove_all(path); }
 };
 
-// What a run shows its caller, compared field by field: a failure line for each field that broke, long texts cut.
-struct Streams {
-    int status;
-    std::string out, err;
-};
-inline void expectStreams(const Streams& got, const Streams& want)
-{
-    const auto cut = [](const std::string& text) {
-        return ::testing::PrintToString(text.substr(0, 200)) + " (" + std::to_string(text.size()) + " bytes)";
-    };
-    EXPECT_EQ(got.status, want.status);
-    EXPECT_TRUE(got.out == want.out) << "out " << cut(got.out) << ", want " << cut(want.out);
-    EXPECT_TRUE(got.err == want.err) << "err " << cut(got.err) << ", want " << cut(want.err);
-}
-
-} // namespace zel::testing
+} // namespace zel::test

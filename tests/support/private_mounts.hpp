@@ -10,7 +10,7 @@
 #include <sys/mount.h>
 #include <sys/statfs.h>
 
-namespace zel::testing {
+namespace zel::test {
 
 // The cases that need their own /etc and /usr/bin. tests/support/run_private.sh starts them in a mount namespace
 // of their own with /usr/bin as an overlay; anywhere else they would change the machine, so they refuse.
@@ -40,4 +40,4 @@ inline bool installProgram(const char* path, const std::string& answer)
     return answer.empty() || writeFile(path, "#!/bin/sh\necho \"$*\" >>/mnt/log\n" + answer + "\n", 0755);
 }
 
-} // namespace zel::testing
+} // namespace zel::test
