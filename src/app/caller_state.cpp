@@ -60,28 +60,30 @@ constexpr Limit kBootLimits[] = {
 
 // The kernel's default timer slack; 0 would give back the caller's.
 constexpr unsigned long kBootTimerSlackNs = 50000;
+constexpr char kBootOomScore[] = "0";
 
-// Returns the soft limit now in force, or 0 where not even that can be read.
-rlim_t resetLimit(const Limit& limit)
+// Returns whether the limit is the boot one now. Setting it fails only where
+// its hard limit cannot be raised, and then the soft one goes as far as it can.
+bool resetLimit(const Limit& limit)
 {
     const rlimit boot{limit.soft, limit.hard};
     if (::setrlimit(limit.resource, &boot) == 0) {
-        return limit.soft;
+        return true;
     }
     rlimit caller{};
-    if (::getrlimit(limit.resource, &caller) != 0) {
-        return 0;
+    if (::getrlimit(limit.resource, &caller) == 0) {
+        const rlimit best{std::min(limit.soft, caller.rlim_max), caller.rlim_max};
+        ignoreResult(::setrlimit(limit.resource, &best));
     }
-    const rlimit best{std::min(limit.soft, caller.rlim_max), caller.rlim_max};
-    return ::setrlimit(limit.resource, &best) == 0 ? best.rlim_cur : caller.rlim_cur;
+    return false;
 }
 
 void resetResourceLimits()
 {
     for (const Limit& limit : kBootLimits) {
-        const rlim_t soft = resetLimit(limit);
+        const bool reset = resetLimit(limit);
         if (limit.resource == RLIMIT_FSIZE) {
-            noteFileSizeLimited(soft != kUnlimited);
+            noteFileSizeLimited(!reset);
         }
     }
 }
@@ -104,7 +106,7 @@ void resetScheduling()
     ignoreResult(::sched_setaffinity(0, sizeof everyCpu, &everyCpu));
     const UniqueFd oomScore(::open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC));
     if (oomScore) {
-        ignoreResult(::write(oomScore.get(), "0", 1));
+        ignoreResult(::write(oomScore.get(), kBootOomScore, sizeof kBootOomScore - 1));
     }
 }
 

@@ -15,11 +15,12 @@
 namespace zel {
 namespace {
 
-// A pipe that polls writable takes PIPE_BUF bytes without blocking.
+// A pipe that polls writable takes PIPE_BUF bytes without blocking; one that
+// polls an error or a hang-up fails a write at once.
 bool writableAtOnce(int fd)
 {
     pollfd stream{fd, POLLOUT, 0};
-    return ::poll(&stream, 1, 0) == 1 && (stream.revents & POLLOUT) != 0;
+    return ::poll(&stream, 1, 0) == 1;
 }
 
 } // namespace
