@@ -102,10 +102,7 @@ board_arch() {
   esac
 }
 
-kernel_versions() {
-  local entry
-  for entry in "${KERNELS[@]}"; do printf '%s ' "${entry%% *}"; done
-}
+kernel_versions() { printf '%s\n' "${KERNELS[@]%% *}" | paste -sd ' ' -; }
 
 # board_layout NAME: the layout of that name, which the kernel must be able to
 # have; sets LAYOUT and LAYOUT_COMMANDS.
@@ -118,7 +115,7 @@ board_layout() {
     LAYOUT=$name
     return 0
   done
-  die "no layout '$1' ($(layouts_of_kernel | tr '\n' ' '))"
+  die "no layout '$1' ($(layouts_of_kernel | paste -sd ' ' -))"
 }
 
 # The layouts the kernel can have, one a line, in the order of LAYOUTS.
