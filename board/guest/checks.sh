@@ -139,14 +139,21 @@ unserved() {
         case " $COMMANDS " in *" $id "*) ;; *) printf ' %s' "$id" ;; esac
     done
 }
+# The row read last, if any: checked, or a SKIP line where its section or its
+# kernels are not this board's.
+flush_row() {
+    [ -n "$cmd" ] || return 0
+    if [ -n "$missing$other" ]; then skip "$tag$cmd"; else check "$cmd" "$want"; fi
+    cmd=''
+}
 run_table() {
     cmd='' want='' missing='' other='' tag=''
     while IFS= read -r line; do
         case $line in
         '+ '*) want="$want; ${line#+ }"; continue ;;
         esac
-        [ -n "$cmd" ] && { if [ -n "$missing$other" ]; then skip "$tag$cmd"; else check "$cmd" "$want"; fi; }
-        cmd='' other='' tag=''
+        flush_row
+        other='' tag=''
         case $line in
         '['*'] '*)
             kernels=${line%%]*}
@@ -166,9 +173,8 @@ run_table() {
         *) if [ -n "$missing$other" ]; then skip "$tag$line"; else step "$line"; fi ;;
         esac
     done
-    [ -n "$cmd" ] && { if [ -n "$missing$other" ]; then skip "$tag$cmd"; else check "$cmd" "$want"; fi; }
+    flush_row
 }
-
 run_table <<'EOF'
 == the package, installed with apt, makes the system group zel (a bare program: by hand); sudo set up as the README says
 cd /board/run && { test -f zel_exec || apt install -y ./zel-exec_*.deb >/tmp/apt.log 2>&1 || { cat /tmp/apt.log; false; }; }
