@@ -4,9 +4,27 @@
 # Shared by board/check and board/try: host set-up, image building and booting
 # of the simulated board. Sourced, not run.
 
-# The one place the guest kernel is pinned. Image, headers and the module
-# built against them must agree on this ABI, or the module will not load.
-readonly KERNEL_ABI=6.12.117+deb12
+# The guest kernels, each pinned once: the version board/try --kernel and
+# board/check --kernel take, the ABI (image, headers and the module built
+# against them must agree on it, or the module will not load) and the suite
+# that serves it. The first is the default.
+readonly KERNELS=(
+  '6.12 6.12.117+deb12 bookworm-security'
+  '6.1 6.1.0-50 bookworm'
+  '5.10 5.10.0-32 bullseye'
+)
+# The board layouts, one per board family: its name (the module's parameter
+# "layout"), the kernels that can have it, the commands it serves. The module
+# builds its devices, guest/init brings it up as that family's boot would, and
+# the board checks run the sections whose commands it serves. Before 6.9 the
+# PWM core names a chip after its base in the global numbering, so the
+# all-in-one board's pwmchip1 cannot follow its two-channel pwmchip0.
+readonly LAYOUTS=(
+  'all-in-one|6.12|101 102 103 104 105 201 202 301 302 303 401 402 403 501 502'
+  'dual-fan|5.10 6.1 6.12|102 104 105 201 202 301 401'
+  'p5|5.10 6.1 6.12|101 103 201 202 302 303 402 501 502'
+  'nx|5.10 6.1 6.12|201 202 301 303 403'
+)
 # The guest's Debian release: what the root file system is built from.
 readonly ROOTFS_SUITE=bookworm
 # On top of minbase (which has apt, dpkg, passwd, util-linux, coreutils, mawk,
@@ -26,23 +44,32 @@ readonly HOST_ARCH
 # Upper bound for one boot, tests included; a healthy run takes seconds.
 readonly BOOT_TIMEOUT=${ZEL_BOARD_TIMEOUT:-600}
 
-# board_arch BOARD: picks the board by the Debian architecture of the programs
-# it runs (amd64, arm64 or armhf) and sets everything that depends on it. ARCH
-# is the kernel's: armhf programs run on the arm64 board, through the kernel's
-# 32-bit compatibility layer, as on many armhf boards in the field.
+# board_arch BOARD [KERNEL]: picks the board by the Debian architecture of the
+# programs it runs (amd64, arm64 or armhf) and its kernel's version (default:
+# the first of KERNELS), and sets everything that depends on them. ARCH is the
+# kernel's: armhf programs run on the arm64 board, through the kernel's 32-bit
+# compatibility layer, as on many armhf boards in the field.
 board_arch() {
   BOARD=$1
+  KERNEL=${2:-${KERNELS[0]%% *}}
   case $BOARD in
     amd64 | arm64) ARCH=$BOARD ;;
     armhf) ARCH=arm64 ;;
     *) die "no board for architecture '$BOARD' (amd64, arm64 or armhf)" ;;
   esac
+  local entry
+  KERNEL_ABI=''
+  for entry in "${KERNELS[@]}"; do
+    [[ ${entry%% *} == "$KERNEL" ]] && read -r _ KERNEL_ABI KERNEL_SUITE <<<"$entry"
+  done
+  [[ -n $KERNEL_ABI ]] || die "no kernel '$KERNEL' ($(kernel_versions))"
   KERNEL_RELEASE=$KERNEL_ABI-$ARCH
   KERNEL_ROOT=$CACHE_DIR/kernel-$KERNEL_RELEASE
   VMLINUZ=$KERNEL_ROOT/boot/vmlinuz-$KERNEL_RELEASE
   KERNEL_HEADERS=$KERNEL_ROOT/usr/src/linux-headers-$KERNEL_RELEASE
   MODULE_BUILD=$CACHE_DIR/module-$KERNEL_RELEASE
   MODULE_KO=$MODULE_BUILD/zel_board.ko
+  KERNEL_APT_DIR=$CACHE_DIR/apt-$KERNEL_SUITE
   # Host packages the board needs, keyed by a file each one provides; the
   # first is qemu itself.
   HOST_NEEDS=(
@@ -59,7 +86,9 @@ board_arch() {
       # shellcheck disable=SC2054 # commas inside one qemu argument
       QEMU_ARGS=(-accel tcg -cpu max -device isa-debug-exit,iobase=0xf4,iosize=0x04)
       KERNEL_CMDLINE="console=ttyS0 initcall_blacklist=acpi_processor_driver_init"
-      MAKE_CROSS=()
+      # 5.10's headers ask for gcc-10, which bookworm lacks; its gcc-12
+      # builds the module for every kernel.
+      MAKE_CROSS=(CC=gcc-12)
       ;;
     arm64)
       QEMU=qemu-system-aarch64
@@ -68,9 +97,34 @@ board_arch() {
       # cortex-a72: "max" adds pointer authentication, which TCG emulates slowly.
       QEMU_ARGS=(-machine virt -cpu cortex-a72)
       KERNEL_CMDLINE="console=ttyAMA0"
-      MAKE_CROSS=(ARCH=arm64 CROSS_COMPILE=aarch64-linux-gnu-)
+      MAKE_CROSS=(ARCH=arm64 CROSS_COMPILE=aarch64-linux-gnu- CC=aarch64-linux-gnu-gcc-12)
       ;;
   esac
+}
+
+kernel_versions() { printf '%s\n' "${KERNELS[@]%% *}" | paste -sd ' ' -; }
+
+# board_layout NAME: the layout of that name, which the kernel must be able to
+# have; sets LAYOUT and LAYOUT_COMMANDS.
+board_layout() {
+  local entry name kernels
+  for entry in "${LAYOUTS[@]}"; do
+    IFS='|' read -r name kernels LAYOUT_COMMANDS <<<"$entry"
+    [[ $name == "$1" ]] || continue
+    [[ " $kernels " == *" $KERNEL "* ]] || die "no $name board on kernel $KERNEL (only on $kernels)"
+    LAYOUT=$name
+    return 0
+  done
+  die "no layout '$1' ($(layouts_of_kernel | paste -sd ' ' -))"
+}
+
+# The layouts the kernel can have, one a line, in the order of LAYOUTS.
+layouts_of_kernel() {
+  local entry name kernels
+  for entry in "${LAYOUTS[@]}"; do
+    IFS='|' read -r name kernels _ <<<"$entry"
+    [[ " $kernels " != *" $KERNEL "* ]] || echo "$name"
+  done
 }
 
 export DEBIAN_FRONTEND=noninteractive
@@ -110,33 +164,43 @@ ensure_host_packages() {
   done
 }
 
+# kernel_apt COMMAND ARG...: apt-get or apt-cache with a configuration of the
+# board's own, under the cache: its sources list names only the kernel's
+# suite, from the archive this host's apt uses for it (for a suite the host
+# does not use, the archive of its ROOTFS_SUITE), its lists and cache are its
+# own, for the host's architecture and the kernel's. The host's sources,
+# lists and dpkg stay as they are. Ten minutes at most.
+kernel_apt() {
+  local command=$1
+  shift
+  timeout 600 "$command" -q -o Dir::Etc::SourceList="$KERNEL_APT_DIR/sources.list" -o Dir::Etc::SourceParts=/dev/null \
+    -o Dir::State::Lists="$KERNEL_APT_DIR/lists" -o Dir::Cache="$KERNEL_APT_DIR/cache" \
+    -o Dir::State::Status=/dev/null -o APT::Sandbox::User=root \
+    -o APT::Architectures::="$HOST_ARCH" -o APT::Architectures::="$ARCH" "$@"
+}
+
 # Downloads with apt-get and unpacks without installing: installing the
 # headers package would pull the image onto the host and rebuild its
 # initramfs. Only the kernel image and its config are kept from the image
 # package; the guest needs no loadable module but ours. The build tools
-# (linux-kbuild) are the host's, also for a foreign kernel.
+# (linux-kbuild, of the version of the headers) are the host's, also for a
+# foreign kernel.
 ensure_kernel() {
   [[ -f $VMLINUZ && -f $KERNEL_HEADERS/Makefile && -f $KERNEL_ROOT/.complete ]] && return 0
-  local debs=$CACHE_DIR/debs-$ARCH
-  local -a pkgs=(
-    "linux-image-$KERNEL_RELEASE:$ARCH"
-    "linux-headers-$KERNEL_RELEASE:$ARCH"
-    "linux-headers-$KERNEL_ABI-common"
-    "linux-kbuild-$KERNEL_ABI"
-  )
-  if [[ $ARCH != "$HOST_ARCH" ]] && ! dpkg --print-foreign-architectures | grep -qx "$ARCH"; then
-    log "dpkg --add-architecture $ARCH, to download its kernel"
-    dpkg --add-architecture "$ARCH"
-    apt_updated=false
-  fi
-  rm -rf "$debs" "$KERNEL_ROOT"
-  mkdir -p "$debs" "$KERNEL_ROOT"
-  log "downloading kernel $KERNEL_RELEASE"
-  if ! (cd "$debs" && timeout 600 apt-get download -q "${pkgs[@]}" >/dev/null 2>&1); then
-    apt_update_once || die "apt-get update failed"
-    (cd "$debs" && timeout 600 apt-get download -q "${pkgs[@]}" >/dev/null) ||
-      die "could not download ${pkgs[*]}"
-  fi
+  local debs=$CACHE_DIR/debs-$KERNEL_RELEASE archive version kbuild
+  archive=$(host_archive "$KERNEL_SUITE" "$ROOTFS_SUITE") || die "no apt source for $ROOTFS_SUITE on this host"
+  rm -rf "$debs" "$KERNEL_ROOT" "$KERNEL_APT_DIR"
+  mkdir -p "$debs" "$KERNEL_ROOT" "$KERNEL_APT_DIR/lists/partial" "$KERNEL_APT_DIR/cache/archives/partial"
+  echo "deb $archive $KERNEL_SUITE main" >"$KERNEL_APT_DIR/sources.list"
+  log "downloading kernel $KERNEL_RELEASE from $KERNEL_SUITE"
+  kernel_apt apt-get update >/dev/null || die "apt-get update of $KERNEL_SUITE failed"
+  version=$(kernel_apt apt-cache show --no-all-versions "linux-headers-$KERNEL_ABI-common" | sed -n 's/^Version: //p')
+  kbuild=$(kernel_apt apt-cache show --no-all-versions "linux-headers-$KERNEL_RELEASE:$ARCH" |
+    sed -n 's/^Depends: .*\(linux-kbuild-[^ ,]*\).*/\1/p')
+  [[ -n $version && -n $kbuild ]] || die "no linux-headers-$KERNEL_RELEASE in $KERNEL_SUITE"
+  (cd "$debs" && kernel_apt apt-get download "linux-image-$KERNEL_RELEASE:$ARCH" \
+    "linux-headers-$KERNEL_RELEASE:$ARCH" "linux-headers-$KERNEL_ABI-common" "$kbuild:$HOST_ARCH=$version" \
+    >/dev/null) || die "could not download kernel $KERNEL_RELEASE"
   local deb
   for deb in "$debs"/*.deb; do
     case $deb in
@@ -175,19 +239,27 @@ ensure_module() {
   [[ -f $MODULE_KO ]] || die "module build produced no $MODULE_KO"
 }
 
+# host_archive SUITE...: the archive this host's apt uses for the first SUITE
+# it uses at all; without lists, they are fetched once first.
+host_archive() {
+  local try suite archive
+  for try in 1 2; do
+    ((try == 1)) || apt_update_once >&2 || true
+    for suite; do
+      # shellcheck disable=SC2016 # apt's own placeholders
+      archive=$(apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' 2>/dev/null |
+        awk -v s="$suite" '$2 == s { print $1; exit }')
+      [[ -z $archive ]] || { echo "$archive" && return 0; }
+    done
+  done
+  return 1
+}
+
 # The Debian mirror this host's apt uses for the guest's release, unless
 # ZEL_BOARD_MIRROR names one.
 debian_mirror() {
-  local mirror=${ZEL_BOARD_MIRROR:-} try
-  for try in 1 2; do
-    [[ -n $mirror ]] && break
-    ((try == 1)) || apt_update_once >&2 || true
-    # shellcheck disable=SC2016 # apt's own placeholders
-    mirror=$(apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' 2>/dev/null |
-      awk -v s="$ROOTFS_SUITE" '$2 == s { print $1; exit }')
-  done
-  [[ -n $mirror ]] || die "no apt source for $ROOTFS_SUITE on this host; set ZEL_BOARD_MIRROR"
-  echo "$mirror"
+  [[ -z ${ZEL_BOARD_MIRROR:-} ]] || { echo "$ZEL_BOARD_MIRROR" && return 0; }
+  host_archive "$ROOTFS_SUITE" || die "no apt source for $ROOTFS_SUITE on this host; set ZEL_BOARD_MIRROR"
 }
 
 # The root file system: Debian minbase with ROOTFS_PACKAGES, as one
@@ -304,7 +376,8 @@ board_setup() {
 # build_image JOB OUT [FILE...]: the cached root file system followed by a
 # small archive with the board module, the guest scripts, the pin-control
 # stand-in and FILEs (the package, or a zel_exec binary) under /board/run;
-# JOB becomes /board/job, the script /init runs after the board's start-up.
+# JOB becomes /board/job, the script /init runs after the board's start-up,
+# and /board/layout names LAYOUT and the commands it serves.
 # Runs in a subshell for its umask: the tool refuses a group-writable /etc.
 build_image() (
   umask 022
@@ -317,6 +390,7 @@ build_image() (
   install -m 0755 "$BOARD_DIR/guest/init" "$root/init"
   install -m 0644 "$BOARD_DIR"/guest/*.sh "$MODULE_KO" "$root/board/"
   install -m 0644 "$job" "$root/board/job"
+  echo "$LAYOUT $LAYOUT_COMMANDS" >"$root/board/layout"
   (($# == 0)) || install -m 0644 "$@" "$root/board/run/"
   # The kernel unpacks the archives in turn, later files over earlier ones.
   {

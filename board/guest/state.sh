@@ -6,26 +6,30 @@ PWM=/sys/class/pwm
 
 row() { printf '%-28s %s\n' "$1" "$2"; }
 
+# Only what the board's layout has.
 for d in $PWM/pwmchip*/pwm*; do
     [ -d "$d" ] || continue
     row "${d#$PWM/}" "period $(cat $d/period) duty $(cat $d/duty_cycle) $(cat $d/polarity) enable $(cat $d/enable)"
 done
-for n in 0 1 2; do
-    [ -d $PWM/pwmchip$n/pwm0 ] || row "pwmchip$n/pwm0" "not exported"
+for c in $PWM/pwmchip*; do
+    [ ! -d "$c" ] || [ -d "$c/pwm0" ] || row "${c#$PWM/}/pwm0" "not exported"
 done
 for n in 0 1; do
-    row "cooling_device$n" "cur_state $(cat /sys/class/thermal/cooling_device$n/cur_state)"
+    f=/sys/class/thermal/cooling_device$n/cur_state
+    [ ! -f $f ] || row "cooling_device$n" "cur_state $(cat $f)"
 done
-row "backlight" "brightness $(cat /sys/class/backlight/backlight/brightness)"
-row "hwmon0" "pwm1 $(cat /sys/class/hwmon/hwmon0/pwm1)"
+f=/sys/class/backlight/backlight/brightness
+[ ! -f $f ] || row "backlight" "brightness $(cat $f)"
+f=/sys/class/hwmon/hwmon0/pwm1
+[ ! -f $f ] || row "hwmon0" "pwm1 $(cat $f)"
 if [ -d /sys/class/gpio/gpio131 ]; then
     row "gpio131 (sysfs)" "$(cat /sys/class/gpio/gpio131/direction) $(cat /sys/class/gpio/gpio131/value)"
-else
+elif grep -q '^zel-gpio ' /sys/kernel/debug/zel_board/lines; then
     row "gpio131 (sysfs)" "not exported"
 fi
 pq=$(awk '$3 == "PQ.06" { print $4, $5 }' /sys/kernel/debug/zel_board/lines)
 holder=$(grep -o 'PQ.06 *|[^)]*' /sys/kernel/debug/gpio | sed 's/.*|//; s/ *$//')
-row "PQ.06 (chardev)" "$pq${holder:+, held by $holder}"
+[ -z "$pq" ] || row "PQ.06 (chardev)" "$pq${holder:+, held by $holder}"
 for n in 7 10 21; do
     row "pinctrl GPIO$n" "$(cat /run/pinctrl/$n 2>/dev/null || echo 'never set')"
 done

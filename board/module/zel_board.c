@@ -5,9 +5,17 @@
  * PWM, backlight, hwmon, thermal and GPIO frameworks, so that zel_exec can
  * be run unchanged against the real sysfs and GPIO character-device code.
  *
- * Registration order is part of the contract: the frameworks number their
- * devices in that order, and the tool addresses them by number
- * (pwmchip0..2, hwmon0, cooling_device0..1, GPIO 131).
+ * The module parameter "layout" picks the board family: which devices exist
+ * and how the PWM chips are split into channels. Registration order is part
+ * of the contract: the frameworks number their devices in that order, and
+ * the tool addresses them by number (pwmchip0..2, hwmon0,
+ * cooling_device0..1, GPIO 131).
+ *
+ * One source builds for 5.10, 6.1 and 6.12. Before 6.9 a PWM chip is named
+ * after its base in the global PWM numbering, so after a two-channel
+ * pwmchip0 the next chip is pwmchip2: the all-in-one layout exists only on
+ * 6.9 and later, and the probe refuses a layout whose chips would not get
+ * the numbers the tool writes to.
  *
  * Everything the frameworks hand down is appended to a record that the
  * guest reads from debugfs (zel_board/record; opening it for writing
@@ -26,6 +34,38 @@
 #include <linux/seq_file.h>
 #include <linux/slab.h>
 #include <linux/thermal.h>
+#include <linux/version.h>
+
+/* What a layout has besides its PWM chips. */
+#define BOARD_BACKLIGHT BIT(0)
+#define BOARD_HWMON BIT(1)
+#define BOARD_COOLING BIT(2)
+#define BOARD_GPIO131 BIT(3)
+#define BOARD_PQ BIT(4)
+
+#define PWM_CHIPS_MAX 3
+
+static const struct board_layout {
+	const char *name;
+	/* Channels of pwmchip0, 1, 2; the first 0 ends the list. */
+	unsigned int pwm_channels[PWM_CHIPS_MAX];
+	unsigned int devices;
+} board_layouts[] = {
+	/* Every command on one board: only where chips are numbered by id. */
+	{ "all-in-one", { 2, 1, 1 },
+	  BOARD_BACKLIGHT | BOARD_HWMON | BOARD_COOLING | BOARD_GPIO131 |
+		  BOARD_PQ },
+	/* The 588 and kylin fans, one chip each after the chip at 0. */
+	{ "dual-fan", { 1, 1, 1 },
+	  BOARD_BACKLIGHT | BOARD_COOLING | BOARD_GPIO131 },
+	/* Panel on channel 0 and fan on channel 1 of the one chip. */
+	{ "p5", { 2 }, BOARD_HWMON },
+	{ "nx", { 0 }, BOARD_BACKLIGHT | BOARD_HWMON | BOARD_PQ },
+};
+
+static char *layout = "all-in-one";
+module_param(layout, charp, 0444);
+MODULE_PARM_DESC(layout, "board family: all-in-one, dual-fan, p5 or nx");
 
 #define RECORD_LINES 1024
 #define RECORD_WIDTH 120
@@ -98,19 +138,27 @@ static const struct file_operations record_fops = {
 	.write = record_write,
 };
 
-/* PWM: three chips, so they become pwmchip0 (two channels), 1 and 2. */
+/* PWM: the layout's chips, registered as pwmchip0, 1 and 2. */
 
-static const unsigned int pwm_channels[] = { 2, 1, 1 };
+/* N of the chip's sysfs name pwmchipN, which the record uses too. */
+static unsigned int board_pwm_number(const struct pwm_chip *chip)
+{
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 9, 0)
+	return chip->id;
+#else
+	return chip->base;
+#endif
+}
 
 static int board_pwm_request(struct pwm_chip *chip, struct pwm_device *pwm)
 {
-	note("pwm %u:%u request", chip->id, pwm->hwpwm);
+	note("pwm %u:%u request", board_pwm_number(chip), pwm->hwpwm);
 	return 0;
 }
 
 static void board_pwm_free(struct pwm_chip *chip, struct pwm_device *pwm)
 {
-	note("pwm %u:%u free", chip->id, pwm->hwpwm);
+	note("pwm %u:%u free", board_pwm_number(chip), pwm->hwpwm);
 }
 
 /*
@@ -123,7 +171,8 @@ static int board_pwm_apply(struct pwm_chip *chip, struct pwm_device *pwm,
 	int ret = state->duty_cycle > state->period ? -EINVAL : 0;
 
 	note("pwm %u:%u apply period=%llu duty=%llu polarity=%s enabled=%d %s",
-	     chip->id, pwm->hwpwm, state->period, state->duty_cycle,
+	     board_pwm_number(chip), pwm->hwpwm, state->period,
+	     state->duty_cycle,
 	     state->polarity == PWM_POLARITY_INVERSED ? "inversed" : "normal",
 	     state->enabled, ret ? "refused" : "ok");
 	return ret;
@@ -133,7 +182,46 @@ static const struct pwm_ops board_pwm_ops = {
 	.request = board_pwm_request,
 	.free = board_pwm_free,
 	.apply = board_pwm_apply,
+#if LINUX_VERSION_CODE < KERNEL_VERSION(6, 7, 0)
+	.owner = THIS_MODULE,
+#endif
 };
+
+#if LINUX_VERSION_CODE < KERNEL_VERSION(6, 9, 0)
+static void board_pwmchip_remove(void *chip)
+{
+	pwmchip_remove(chip);
+}
+#endif
+
+static int board_pwm_add(struct device *dev, unsigned int channels,
+			 struct pwm_chip **added)
+{
+	struct pwm_chip *chip;
+	int ret;
+
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 9, 0)
+	chip = devm_pwmchip_alloc(dev, channels, 0);
+	if (IS_ERR(chip))
+		return PTR_ERR(chip);
+	chip->ops = &board_pwm_ops;
+	ret = devm_pwmchip_add(dev, chip);
+#else
+	/* The caller owns the chip; base -1 asks for the next free numbers. */
+	chip = devm_kzalloc(dev, sizeof(*chip), GFP_KERNEL);
+	if (!chip)
+		return -ENOMEM;
+	chip->dev = dev;
+	chip->ops = &board_pwm_ops;
+	chip->npwm = channels;
+	chip->base = -1;
+	ret = pwmchip_add(chip);
+	if (!ret)
+		ret = devm_add_action_or_reset(dev, board_pwmchip_remove, chip);
+#endif
+	*added = chip;
+	return ret;
+}
 
 /* Backlight, registered under the name the board's panel driver uses. */
 
@@ -183,7 +271,8 @@ static const struct hwmon_ops board_hwmon_ops = {
 	.write = board_hwmon_write,
 };
 
-static const struct hwmon_channel_info *const board_hwmon_channels[] = {
+/* Not const itself: the cores of 5.10 and 6.1 take non-const pointers. */
+static const struct hwmon_channel_info *board_hwmon_channels[] = {
 	HWMON_CHANNEL_INFO(pwm, HWMON_PWM_INPUT),
 	NULL
 };
@@ -290,12 +379,19 @@ static int board_gpio_output(struct gpio_chip *gc, unsigned int offset,
 			     int value)
 {
 	struct board_gpio *g = gpiochip_get_data(gc);
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 8, 0)
 	char *consumer = gpiochip_dup_line_label(gc, offset);
 
 	note("gpio %s %u output value=%d consumer=%s", gc->label, offset,
 	     !!value, IS_ERR_OR_NULL(consumer) ? "?" : consumer);
 	if (!IS_ERR(consumer))
 		kfree(consumer);
+#else
+	const char *consumer = gpiochip_is_requested(gc, offset);
+
+	note("gpio %s %u output value=%d consumer=%s", gc->label, offset,
+	     !!value, consumer ? consumer : "?");
+#endif
 	WRITE_ONCE(g->value[offset], !!value);
 	WRITE_ONCE(g->output[offset], 1);
 	return 0;
@@ -347,6 +443,8 @@ static int lines_show(struct seq_file *s, void *unused)
 	for (c = 0; c < ARRAY_SIZE(board_gpio); c++) {
 		struct board_gpio *g = &board_gpio[c];
 
+		if (!g->gc.label)
+			continue;
 		for (i = 0; i < GPIO_LINES; i++)
 			seq_printf(s, "%s %u %s %s %u\n", g->gc.label, i,
 				   g->gc.names ? g->gc.names[i] : "-",
@@ -362,9 +460,20 @@ static void board_cooling_unregister(void *data)
 	thermal_cooling_device_unregister(data);
 }
 
+static const struct board_layout *board_layout_named(const char *name)
+{
+	unsigned int i;
+
+	for (i = 0; i < ARRAY_SIZE(board_layouts); i++)
+		if (!strcmp(board_layouts[i].name, name))
+			return &board_layouts[i];
+	return NULL;
+}
+
 static int board_probe(struct platform_device *pdev)
 {
 	struct device *dev = &pdev->dev;
+	const struct board_layout *l = board_layout_named(layout);
 	struct backlight_properties props = {
 		.type = BACKLIGHT_RAW,
 		.max_brightness = 255,
@@ -375,32 +484,38 @@ static int board_probe(struct platform_device *pdev)
 	unsigned int i;
 	int ret;
 
-	for (i = 0; i < ARRAY_SIZE(pwm_channels); i++) {
-		struct pwm_chip *chip = devm_pwmchip_alloc(dev, pwm_channels[i], 0);
+	if (!l)
+		return dev_err_probe(dev, -EINVAL, "no board layout '%s'\n",
+				     layout);
 
-		if (IS_ERR(chip))
-			return PTR_ERR(chip);
-		chip->ops = &board_pwm_ops;
-		ret = devm_pwmchip_add(dev, chip);
+	for (i = 0; i < PWM_CHIPS_MAX && l->pwm_channels[i]; i++) {
+		struct pwm_chip *chip;
+
+		ret = board_pwm_add(dev, l->pwm_channels[i], &chip);
 		if (ret)
 			return dev_err_probe(dev, ret, "pwm chip %u\n", i);
-		if (chip->id != i)
+		if (board_pwm_number(chip) != i)
 			return dev_err_probe(dev, -EBUSY,
 					     "pwm chip %u registered as pwmchip%u\n",
-					     i, chip->id);
+					     i, board_pwm_number(chip));
 	}
 
-	bd = devm_backlight_device_register(dev, "backlight", dev, NULL,
-					    &board_backlight_ops, &props);
-	if (IS_ERR(bd))
-		return dev_err_probe(dev, PTR_ERR(bd), "backlight\n");
+	if (l->devices & BOARD_BACKLIGHT) {
+		bd = devm_backlight_device_register(dev, "backlight", dev, NULL,
+						    &board_backlight_ops,
+						    &props);
+		if (IS_ERR(bd))
+			return dev_err_probe(dev, PTR_ERR(bd), "backlight\n");
+	}
 
-	hwmon = devm_hwmon_device_register_with_info(dev, "zelboard", NULL,
-						     &board_hwmon_chip, NULL);
-	if (IS_ERR(hwmon))
-		return dev_err_probe(dev, PTR_ERR(hwmon), "hwmon\n");
+	if (l->devices & BOARD_HWMON) {
+		hwmon = devm_hwmon_device_register_with_info(
+			dev, "zelboard", NULL, &board_hwmon_chip, NULL);
+		if (IS_ERR(hwmon))
+			return dev_err_probe(dev, PTR_ERR(hwmon), "hwmon\n");
+	}
 
-	for (i = 0; i < COOLING_DEVICES; i++) {
+	for (i = 0; i < COOLING_DEVICES && (l->devices & BOARD_COOLING); i++) {
 		cooling[i] = thermal_cooling_device_register(
 			i ? "zel-fan1" : "zel-fan0", (void *)(uintptr_t)i,
 			&board_cooling_ops);
@@ -413,9 +528,13 @@ static int board_probe(struct platform_device *pdev)
 			return ret;
 	}
 
-	board_gpio_setup(&board_gpio[0], dev, "zel-gpio", 128, NULL);
-	board_gpio_setup(&board_gpio[1], dev, "zel-pq", -1, pq_names);
+	if (l->devices & BOARD_GPIO131)
+		board_gpio_setup(&board_gpio[0], dev, "zel-gpio", 128, NULL);
+	if (l->devices & BOARD_PQ)
+		board_gpio_setup(&board_gpio[1], dev, "zel-pq", -1, pq_names);
 	for (i = 0; i < ARRAY_SIZE(board_gpio); i++) {
+		if (!board_gpio[i].gc.label)
+			continue;
 		ret = devm_gpiochip_add_data(dev, &board_gpio[i].gc,
 					     &board_gpio[i]);
 		if (ret)
