@@ -9,7 +9,7 @@
 enum { GROUP_TEXT_SIZE = 3 * 11 + 1 };
 
 struct batch_group {
-    const struct command* command;
+    const struct command *command;
     int args[MAX_ARGS];
 };
 
@@ -18,9 +18,9 @@ struct zel_batch {
     struct batch_group groups[MAX_GROUPS];
 };
 
-void format_group(const struct batch_group* group, char text[GROUP_TEXT_SIZE]);
+void format_group(const struct batch_group *group, char text[GROUP_TEXT_SIZE]);
 
 /* The longest the tool may take for groups [first, end) by design. */
-long worst_case_ms(const struct zel_batch* batch, size_t first);
+long worst_case_ms(const struct zel_batch *batch, size_t first);
 
 #endif

@@ -16,17 +16,17 @@
 /* The call runs on a thread of its own, so that an event loop only ever polls
    a descriptor; the thread's one byte on `done` says the outcome is there. */
 struct zel_call {
-    const struct zel_client* client;
+    const struct zel_client *client;
     struct zel_batch batch;
     long long deadline_ms;
     pthread_t thread;
     int done[2];
     int cancel[2];
-    struct zel_outcome* outcome;
+    struct zel_outcome *outcome;
     int error;
 };
 
-static void close_pipes(struct zel_call* call)
+static void close_pipes(struct zel_call *call)
 {
     for (int end = 0; end < 2; ++end) {
         if (call->done[end] >= 0) {
@@ -38,22 +38,22 @@ static void close_pipes(struct zel_call* call)
     }
 }
 
-static void* work(void* argument)
+static void *work(void *argument)
 {
-    struct zel_call* call = argument;
+    struct zel_call *call = argument;
     call->error = run_until(call->client, &call->batch, call->deadline_ms, call->cancel[0], &call->outcome);
     while (write(call->done[1], "", 1) < 0 && errno == EINTR) {
     }
     return NULL;
 }
 
-ZEL_API int zel_client_start(struct zel_client* client, const struct zel_batch* batch, unsigned timeout_ms,
-                             struct zel_call** started)
+ZEL_API int zel_client_start(struct zel_client *client, const struct zel_batch *batch, unsigned timeout_ms,
+                             struct zel_call **started)
 {
     if (!client || !batch || batch->size == 0 || !started) {
         return -EINVAL;
     }
-    struct zel_call* call = calloc(1, sizeof *call);
+    struct zel_call *call = calloc(1, sizeof *call);
     if (!call) {
         return -ENOMEM;
     }
@@ -76,9 +76,9 @@ ZEL_API int zel_client_start(struct zel_client* client, const struct zel_batch* 
     return 0;
 }
 
-ZEL_API int zel_call_fd(const struct zel_call* call) { return call->done[0]; }
+ZEL_API int zel_call_fd(const struct zel_call *call) { return call->done[0]; }
 
-ZEL_API void zel_call_cancel(struct zel_call* call)
+ZEL_API void zel_call_cancel(struct zel_call *call)
 {
     /* A write that finds the pipe full finds it readable already: nothing is lost. */
     if (write(call->cancel[1], "", 1) < 0) {
@@ -86,7 +86,7 @@ ZEL_API void zel_call_cancel(struct zel_call* call)
     }
 }
 
-ZEL_API int zel_call_finish(struct zel_call* call, struct zel_outcome** outcome)
+ZEL_API int zel_call_finish(struct zel_call *call, struct zel_outcome **outcome)
 {
     (void)pthread_join(call->thread, NULL);
     const int error = call->error;

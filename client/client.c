@@ -17,7 +17,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-static const char* const kDefaultCommand[] = {"/usr/bin/sudo", "-n", "/usr/bin/zel_exec", NULL};
+static const char *const kDefaultCommand[] = {"/usr/bin/sudo", "-n", "/usr/bin/zel_exec", NULL};
 /* Installed by the tool's package, readable by the group zel only, so that
    nobody else can hold it. */
 static const char kBoardLock[] = "/var/lib/zel-exec/lock";
@@ -28,17 +28,17 @@ enum { STOP_MARGIN_MS = 500 };
    one and a half times of it at random, so that two callers drift apart. */
 enum { FIRST_BACKOFF_MS = 20, LONGEST_BACKOFF_MS = 320 };
 
-static void free_strings(char** strings)
+static void free_strings(char **strings)
 {
-    for (char** string = strings; string && *string; ++string) {
+    for (char **string = strings; string && *string; ++string) {
         free(*string);
     }
     free(strings);
 }
 
-ZEL_API struct zel_client* zel_client_new(void)
+ZEL_API struct zel_client *zel_client_new(void)
 {
-    struct zel_client* client = calloc(1, sizeof *client);
+    struct zel_client *client = calloc(1, sizeof *client);
     if (!client || zel_client_set_command(client, kDefaultCommand) != 0 || zel_client_set_root(client, "") != 0) {
         zel_client_free(client);
         return NULL;
@@ -46,7 +46,7 @@ ZEL_API struct zel_client* zel_client_new(void)
     return client;
 }
 
-ZEL_API void zel_client_free(struct zel_client* client)
+ZEL_API void zel_client_free(struct zel_client *client)
 {
     if (client) {
         free_strings(client->command);
@@ -55,7 +55,7 @@ ZEL_API void zel_client_free(struct zel_client* client)
     }
 }
 
-ZEL_API int zel_client_set_command(struct zel_client* client, const char* const* argv)
+ZEL_API int zel_client_set_command(struct zel_client *client, const char *const *argv)
 {
     if (!client || !argv || !argv[0]) {
         return -EINVAL;
@@ -64,7 +64,7 @@ ZEL_API int zel_client_set_command(struct zel_client* client, const char* const*
     while (argv[length]) {
         ++length;
     }
-    char** copy = calloc(length + 1, sizeof *copy);
+    char **copy = calloc(length + 1, sizeof *copy);
     for (size_t i = 0; copy && i < length; ++i) {
         if (!(copy[i] = strdup(argv[i]))) {
             free_strings(copy);
@@ -80,12 +80,12 @@ ZEL_API int zel_client_set_command(struct zel_client* client, const char* const*
     return 0;
 }
 
-ZEL_API int zel_client_set_root(struct zel_client* client, const char* root)
+ZEL_API int zel_client_set_root(struct zel_client *client, const char *root)
 {
     if (!client) {
         return -EINVAL;
     }
-    char* copy = strdup(root ? root : "");
+    char *copy = strdup(root ? root : "");
     if (!copy) {
         return -ENOMEM;
     }
@@ -94,10 +94,10 @@ ZEL_API int zel_client_set_root(struct zel_client* client, const char* root)
     return 0;
 }
 
-char* rooted_path(const struct zel_client* client, const char* path)
+char *rooted_path(const struct zel_client *client, const char *path)
 {
     const size_t root = strlen(client->root);
-    char* rooted = malloc(root + strlen(path) + 1);
+    char *rooted = malloc(root + strlen(path) + 1);
     if (rooted) {
         memcpy(rooted, client->root, root);
         strcpy(rooted + root, path);
@@ -105,9 +105,9 @@ char* rooted_path(const struct zel_client* client, const char* path)
     return rooted;
 }
 
-int take_board_lock(const struct zel_client* client, int operation, long long deadline_ms, int cancel_fd, int* fd)
+int take_board_lock(const struct zel_client *client, int operation, long long deadline_ms, int cancel_fd, int *fd)
 {
-    char* path = rooted_path(client, kBoardLock);
+    char *path = rooted_path(client, kBoardLock);
     if (!path) {
         return -ENOMEM;
     }
@@ -125,7 +125,7 @@ int take_board_lock(const struct zel_client* client, int operation, long long de
 }
 
 /* xorshift64*: enough to spread retries, and no state shared between calls. */
-static unsigned long next_random(unsigned long long* state)
+static unsigned long next_random(unsigned long long *state)
 {
     *state ^= *state >> 12;
     *state ^= *state << 25;
@@ -134,11 +134,11 @@ static unsigned long next_random(unsigned long long* state)
 }
 
 /* Runs groups [first, ...) once, adding what it printed to the outcome. */
-static int run_once(const struct zel_client* client, const struct zel_batch* batch, size_t first, long long deadline_ms,
-                    int cancel_fd, struct zel_outcome* outcome, bool* lock_refused)
+static int run_once(const struct zel_client *client, const struct zel_batch *batch, size_t first, long long deadline_ms,
+                    int cancel_fd, struct zel_outcome *outcome, bool *lock_refused)
 {
     const size_t groups = batch->size - first;
-    char** argv = calloc(client->command_length + groups + 2, sizeof *argv);
+    char **argv = calloc(client->command_length + groups + 2, sizeof *argv);
     char(*texts)[GROUP_TEXT_SIZE] = calloc(groups, sizeof *texts);
     if (!argv || !texts) {
         free(argv);
@@ -170,8 +170,8 @@ static int run_once(const struct zel_client* client, const struct zel_batch* bat
 
 /* A settings group refused for its file's lock ran nothing: the call resumes
    there, so that no group before it runs twice. */
-static int run_groups(const struct zel_client* client, const struct zel_batch* batch, long long deadline_ms,
-                      int cancel_fd, struct zel_outcome* outcome)
+static int run_groups(const struct zel_client *client, const struct zel_batch *batch, long long deadline_ms,
+                      int cancel_fd, struct zel_outcome *outcome)
 {
     unsigned long long seed = (unsigned long long)now_ms() ^ ((unsigned long long)getpid() << 32) ^ (uintptr_t)outcome;
     long backoff = FIRST_BACKOFF_MS;
@@ -196,13 +196,13 @@ static int run_groups(const struct zel_client* client, const struct zel_batch* b
     }
 }
 
-int run_until(const struct zel_client* client, const struct zel_batch* batch, long long deadline_ms, int cancel_fd,
-              struct zel_outcome** outcome)
+int run_until(const struct zel_client *client, const struct zel_batch *batch, long long deadline_ms, int cancel_fd,
+              struct zel_outcome **outcome)
 {
     if (!client || !batch || batch->size == 0 || !outcome) {
         return -EINVAL;
     }
-    struct zel_outcome* result = outcome_new();
+    struct zel_outcome *result = outcome_new();
     if (!result) {
         return -ENOMEM;
     }
@@ -226,8 +226,8 @@ int run_until(const struct zel_client* client, const struct zel_batch* batch, lo
     return 0;
 }
 
-ZEL_API int zel_client_run(struct zel_client* client, const struct zel_batch* batch, unsigned timeout_ms,
-                           struct zel_outcome** outcome)
+ZEL_API int zel_client_run(struct zel_client *client, const struct zel_batch *batch, unsigned timeout_ms,
+                           struct zel_outcome **outcome)
 {
     return run_until(client, batch, now_ms() + timeout_ms, -1, outcome);
 }

@@ -30,7 +30,7 @@ static const struct command commands[] = {
 };
 enum { COMMAND_COUNT = sizeof commands / sizeof commands[0] };
 
-const struct command* find_command(int id)
+const struct command *find_command(int id)
 {
     for (size_t i = 0; i < COMMAND_COUNT; ++i) {
         if (commands[i].id == id) {
@@ -44,39 +44,39 @@ ZEL_API size_t zel_command_count(void) { return COMMAND_COUNT; }
 
 ZEL_API int zel_command_id(size_t index) { return index < COMMAND_COUNT ? commands[index].id : -1; }
 
-ZEL_API const char* zel_command_name(int id)
+ZEL_API const char *zel_command_name(int id)
 {
-    const struct command* command = find_command(id);
+    const struct command *command = find_command(id);
     return command ? command->name : NULL;
 }
 
 ZEL_API int zel_command_arg_count(int id)
 {
-    const struct command* command = find_command(id);
+    const struct command *command = find_command(id);
     return command ? command->arg_count : -1;
 }
 
-static const struct command* find_argument(int id, int arg)
+static const struct command *find_argument(int id, int arg)
 {
-    const struct command* command = find_command(id);
+    const struct command *command = find_command(id);
     return command && arg >= 0 && arg < command->arg_count ? command : NULL;
 }
 
 ZEL_API int zel_command_arg_min(int id, int arg)
 {
-    const struct command* command = find_argument(id, arg);
+    const struct command *command = find_argument(id, arg);
     return command ? command->min[arg] : -1;
 }
 
 ZEL_API int zel_command_arg_max(int id, int arg)
 {
-    const struct command* command = find_argument(id, arg);
+    const struct command *command = find_argument(id, arg);
     return command ? command->max[arg] : -1;
 }
 
-ZEL_API long zel_command_worst_case_ms(int id, const int* args, size_t count)
+ZEL_API long zel_command_worst_case_ms(int id, const int *args, size_t count)
 {
-    const struct command* command = find_command(id);
+    const struct command *command = find_command(id);
     if (!command || count != (size_t)command->arg_count) {
         return -1;
     }
@@ -85,6 +85,6 @@ ZEL_API long zel_command_worst_case_ms(int id, const int* args, size_t count)
 
 ZEL_API bool zel_command_repeatable(int id)
 {
-    const struct command* command = find_command(id);
+    const struct command *command = find_command(id);
     return command && command->repeatable;
 }

@@ -10,7 +10,7 @@ enum { MAX_ARGS = 2, MAX_GROUPS = 64 };
 /* One command as the tool accepts it, and what a caller must know of it. */
 struct command {
     int id;
-    const char* name;
+    const char *name;
     int arg_count;
     int min[MAX_ARGS];
     int max[MAX_ARGS];
@@ -21,9 +21,9 @@ struct command {
     /* Running it twice does what running it once does. */
     int repeatable;
     /* The settings file it rewrites, whose lock another reader may hold; NULL for none. */
-    const char* settings_file;
+    const char *settings_file;
 };
 
-const struct command* find_command(int id);
+const struct command *find_command(int id);
 
 #endif

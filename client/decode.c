@@ -19,11 +19,11 @@ static const char kLockRefusal[] = ": Resource temporarily unavailable";
 static const char kGroupName[] = "zel";
 
 /* The start of the last line of `text` that begins with `prefix`, or NULL. */
-static const char* last_line(const struct text* text, const char* prefix)
+static const char *last_line(const struct text *text, const char *prefix)
 {
-    const char* found = NULL;
+    const char *found = NULL;
     const size_t length = strlen(prefix);
-    for (const char* line = text->data; line && *line; line = strchr(line, '\n'), line = line ? line + 1 : NULL) {
+    for (const char *line = text->data; line && *line; line = strchr(line, '\n'), line = line ? line + 1 : NULL) {
         if (strncmp(line, prefix, length) == 0) {
             found = line;
         }
@@ -31,22 +31,22 @@ static const char* last_line(const struct text* text, const char* prefix)
     return found;
 }
 
-static size_t line_length(const char* line)
+static size_t line_length(const char *line)
 {
-    const char* end = strchr(line, '\n');
+    const char *end = strchr(line, '\n');
     return end ? (size_t)(end - line) : strlen(line);
 }
 
 /* The decimal number that `text` starts with after `prefix`, or -1. */
-static long number_after(const char* text, const char* prefix)
+static long number_after(const char *text, const char *prefix)
 {
-    const char* at = strstr(text, prefix);
+    const char *at = strstr(text, prefix);
     if (!at) {
         return -1;
     }
     at += strlen(prefix);
     long value = 0;
-    const char* digit = at;
+    const char *digit = at;
     for (; *digit >= '0' && *digit <= '9' && value < 1000000; ++digit) {
         value = value * 10 + (*digit - '0');
     }
@@ -57,7 +57,7 @@ static bool in_process_groups(gid_t gid)
 {
     bool found = getegid() == gid;
     const int count = getgroups(0, NULL);
-    gid_t* groups = count > 0 ? calloc((size_t)count, sizeof *groups) : NULL;
+    gid_t *groups = count > 0 ? calloc((size_t)count, sizeof *groups) : NULL;
     const int listed = groups ? getgroups(count, groups) : 0;
     for (int i = 0; !found && i < listed; ++i) {
         found = groups[i] == gid;
@@ -66,10 +66,10 @@ static bool in_process_groups(gid_t gid)
     return found;
 }
 
-static bool listed_in(const struct passwd* user, const struct group* group)
+static bool listed_in(const struct passwd *user, const struct group *group)
 {
     bool listed = user->pw_gid == group->gr_gid;
-    for (char** member = group->gr_mem; !listed && *member; ++member) {
+    for (char **member = group->gr_mem; !listed && *member; ++member) {
         listed = strcmp(*member, user->pw_name) == 0;
     }
     return listed;
@@ -94,7 +94,7 @@ static enum zel_reason refusal_reason(void)
     return listed_in(&user, &group) ? ZEL_REASON_MEMBERSHIP_NOT_EFFECTIVE : ZEL_REASON_NOT_IN_GROUP;
 }
 
-static int set_message(struct zel_outcome* outcome, const char* line)
+static int set_message(struct zel_outcome *outcome, const char *line)
 {
     if (!line) {
         return 0;
@@ -124,7 +124,7 @@ static enum zel_kind kind_of_status(int status)
 
 /* A settings group whose file another process held locked: the diagnostic is
    the last line, and its text is the store's, naming that group's file. */
-static bool is_lock_refusal(const struct batch_group* group, const char* line)
+static bool is_lock_refusal(const struct batch_group *group, const char *line)
 {
     char expected[96];
     if (!group->command->settings_file) {
@@ -132,14 +132,14 @@ static bool is_lock_refusal(const struct batch_group* group, const char* line)
     }
     snprintf(expected, sizeof expected, " execution: lock/truncate %s%s\n", group->command->settings_file,
              kLockRefusal);
-    const char* tail = strstr(line, " execution: ");
+    const char *tail = strstr(line, " execution: ");
     return tail && strcmp(tail, expected) == 0;
 }
 
 /* sudo's own failures end it with status 1, which the tool never returns. */
-static int decode_sudo(const struct invocation* run, struct zel_outcome* outcome)
+static int decode_sudo(const struct invocation *run, struct zel_outcome *outcome)
 {
-    const char* line = last_line(&run->err, kSudoPrefix);
+    const char *line = last_line(&run->err, kSudoPrefix);
     if (line && strstr(line, "command not found")) {
         outcome->kind = ZEL_TOOL_MISSING;
     } else if (line) {
@@ -151,8 +151,8 @@ static int decode_sudo(const struct invocation* run, struct zel_outcome* outcome
     return set_message(outcome, line);
 }
 
-int decode(const struct invocation* run, const struct zel_batch* batch, size_t first, struct zel_outcome* outcome,
-           bool* lock_refused)
+int decode(const struct invocation *run, const struct zel_batch *batch, size_t first, struct zel_outcome *outcome,
+           bool *lock_refused)
 {
     *lock_refused = false;
     outcome->status = -1;
@@ -167,7 +167,7 @@ int decode(const struct invocation* run, const struct zel_batch* batch, size_t f
     if (WIFSIGNALED(run->wait_status)) {
         outcome->signal = WTERMSIG(run->wait_status);
         outcome->kind = run->stopped ? ZEL_TIMED_OUT : ZEL_KILLED;
-        const char* stop = last_line(&run->err, kStopPrefix);
+        const char *stop = last_line(&run->err, kStopPrefix);
         const long ran = stop ? number_after(stop, "after command[") : -1;
         outcome->group = (int)first + (ran > 0 ? (int)ran : 0);
         return set_message(outcome, stop);
@@ -181,14 +181,14 @@ int decode(const struct invocation* run, const struct zel_batch* batch, size_t f
         outcome->group = (int)batch->size;
         return 0;
     }
-    const char* line = last_line(&run->err, kGroupPrefix);
+    const char *line = last_line(&run->err, kGroupPrefix);
     if (!line) {
         return set_message(outcome, last_line(&run->err, kToolPrefix));
     }
     const long local = number_after(line, kGroupPrefix);
     const long id = number_after(line, "id=");
     if (local > 0 && (size_t)local <= batch->size - first) {
-        const struct batch_group* group = &batch->groups[first + (size_t)local - 1];
+        const struct batch_group *group = &batch->groups[first + (size_t)local - 1];
         outcome->group = (int)first + (int)local;
         *lock_refused = outcome->kind == ZEL_FAILED && group->command->id == id && is_lock_refusal(group, line);
     }

@@ -11,7 +11,7 @@
    in the whole batch. `lock_refused` tells whether the failing group was a
    settings group refused only because another process held its file's lock,
    the one refusal worth a retry. 0, or -ENOMEM. */
-int decode(const struct invocation* run, const struct zel_batch* batch, size_t first, struct zel_outcome* outcome,
-           bool* lock_refused);
+int decode(const struct invocation *run, const struct zel_batch *batch, size_t first, struct zel_outcome *outcome,
+           bool *lock_refused);
 
 #endif

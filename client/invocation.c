@@ -21,7 +21,7 @@ enum { OUTPUT_LIMIT = 1 << 20, READ_CHUNK = 4096 };
 enum { REAP_LOOK_MS = 2, ALIVE_LOOK_MS = 100 };
 
 /* sudo keeps LC_ALL, so its refusals come in the English the outcome is read from. */
-static char* const environment[] = {"LC_ALL=C", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", NULL};
+static char *const environment[] = {"LC_ALL=C", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", NULL};
 
 static void close_pair(int fds[2])
 {
@@ -60,7 +60,7 @@ static int open_pipe(int fds[2])
    without a monitor process that would kill it when sudo dies; every signal
    back at its default and none blocked, and no descriptor but the three
    streams, whatever the front-end set or opened. */
-static int spawn(char* const argv[], int out, int err, pid_t* pid)
+static int spawn(char *const argv[], int out, int err, pid_t *pid)
 {
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_t actions;
@@ -93,11 +93,11 @@ static int spawn(char* const argv[], int out, int err, pid_t* pid)
 
 struct stream {
     int fd;
-    struct text* sink;
+    struct text *sink;
 };
 
 /* One read of a stream that poll found ready; end of file or a failed read closes it. */
-static int read_stream(struct stream* stream)
+static int read_stream(struct stream *stream)
 {
     char chunk[READ_CHUNK];
     const ssize_t count = read(stream->fd, chunk, sizeof chunk);
@@ -115,7 +115,7 @@ static int read_stream(struct stream* stream)
     return text_append(stream->sink, chunk, (size_t)count);
 }
 
-static void reap(pid_t pid, struct invocation* run)
+static void reap(pid_t pid, struct invocation *run)
 {
     while (waitpid(pid, &run->wait_status, 0) < 0 && errno == EINTR) {
     }
@@ -123,7 +123,7 @@ static void reap(pid_t pid, struct invocation* run)
 }
 
 static int collect(pid_t pid, struct stream streams[2], long long deadline_ms, long grace_ms, int cancel_fd,
-                   struct invocation* run)
+                   struct invocation *run)
 {
     int error = 0;
     /* When the next step is due: the SIGTERM, once it is sent the SIGKILL. */
@@ -171,7 +171,7 @@ static int collect(pid_t pid, struct stream streams[2], long long deadline_ms, l
     }
 }
 
-int invoke(char* const argv[], long long deadline_ms, long grace_ms, int cancel_fd, struct invocation* run)
+int invoke(char *const argv[], long long deadline_ms, long grace_ms, int cancel_fd, struct invocation *run)
 {
     int out[2], err[2] = {-1, -1};
     int error = open_pipe(out);
@@ -195,7 +195,7 @@ int invoke(char* const argv[], long long deadline_ms, long grace_ms, int cancel_
     return error;
 }
 
-void invocation_release(struct invocation* run)
+void invocation_release(struct invocation *run)
 {
     free(run->out.data);
     free(run->err.data);

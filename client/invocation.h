@@ -22,8 +22,8 @@ struct invocation {
    ends. At `deadline_ms`, or when `cancel_fd` becomes readable, it gets one
    SIGTERM; `grace_ms` later, SIGKILL, and the streams are no longer waited for.
    0, or a negative errno when the library itself failed. */
-int invoke(char* const argv[], long long deadline_ms, long grace_ms, int cancel_fd, struct invocation* run);
+int invoke(char *const argv[], long long deadline_ms, long grace_ms, int cancel_fd, struct invocation *run);
 
-void invocation_release(struct invocation* run);
+void invocation_release(struct invocation *run);
 
 #endif

@@ -9,12 +9,12 @@
 
 /* Bytes that grow as a stream is read; data is always followed by a NUL. */
 struct text {
-    char* data;
+    char *data;
     size_t length;
 };
 
 /* 0, or -ENOMEM with the text unchanged. */
-int text_append(struct text* text, const char* bytes, size_t length);
+int text_append(struct text *text, const char *bytes, size_t length);
 
 struct zel_outcome {
     enum zel_kind kind;
@@ -29,6 +29,6 @@ struct zel_outcome {
     struct text err;
 };
 
-struct zel_outcome* outcome_new(void);
+struct zel_outcome *outcome_new(void);
 
 #endif

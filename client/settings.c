@@ -14,8 +14,8 @@
 
 /* What the tool writes: the prefix, the value as %d gives it, one line feed. */
 static const struct {
-    const char* path;
-    const char* prefix;
+    const char *path;
+    const char *prefix;
     int max;
 } kSettings[] = {
     [ZEL_SETTING_FAN_MODE] = {"/etc/zel/fanMode.config", "", 1},
@@ -29,14 +29,14 @@ static const int kPowerLines[2] = {7, 21};
 
 /* The value, or -1 for anything the tool would not have written: an empty
    file (a first save that another reader's lock refused), another format. */
-static int parse_setting(const char* text, size_t length, const char* prefix, int max)
+static int parse_setting(const char *text, size_t length, const char *prefix, int max)
 {
     const size_t skip = strlen(prefix);
     if (length < skip + 2 || memcmp(text, prefix, skip) != 0 || text[length - 1] != '\n') {
         return -1;
     }
-    const char* digit = text + skip;
-    const char* end = text + length - 1;
+    const char *digit = text + skip;
+    const char *end = text + length - 1;
     if (digit[0] == '0' && end - digit > 1) {
         return -1;
     }
@@ -50,7 +50,7 @@ static int parse_setting(const char* text, size_t length, const char* prefix, in
     return value <= max ? value : -1;
 }
 
-static ssize_t read_whole(int fd, char* buffer, size_t size)
+static ssize_t read_whole(int fd, char *buffer, size_t size)
 {
     size_t length = 0;
     while (length < size) {
@@ -69,9 +69,9 @@ static ssize_t read_whole(int fd, char* buffer, size_t size)
     return (ssize_t)length;
 }
 
-static int read_locked(const struct zel_client* client, enum zel_setting setting, long long deadline_ms, int* value)
+static int read_locked(const struct zel_client *client, enum zel_setting setting, long long deadline_ms, int *value)
 {
-    char* path = rooted_path(client, kSettings[setting].path);
+    char *path = rooted_path(client, kSettings[setting].path);
     if (!path) {
         return -ENOMEM;
     }
@@ -98,8 +98,8 @@ static int read_locked(const struct zel_client* client, enum zel_setting setting
 
 /* 1 with the value, 0 when the board holds none (missing, empty or not the
    tool's), or a negative errno. */
-ZEL_API int zel_client_read_setting(struct zel_client* client, enum zel_setting setting, unsigned timeout_ms,
-                                    int* value)
+ZEL_API int zel_client_read_setting(struct zel_client *client, enum zel_setting setting, unsigned timeout_ms,
+                                    int *value)
 {
     if (!client || (unsigned)setting >= sizeof kSettings / sizeof kSettings[0] || !value) {
         return -EINVAL;
@@ -117,18 +117,18 @@ ZEL_API int zel_client_read_setting(struct zel_client* client, enum zel_setting 
 }
 
 /* "7: op dh | hi // GPIO7 = output": the line's number, then its level after the bar. */
-static const char* parse_power_line(const char* line, int number, bool* high)
+static const char *parse_power_line(const char *line, int number, bool *high)
 {
     while (*line == ' ') {
         ++line;
     }
     int value = 0;
-    const char* digit = line;
+    const char *digit = line;
     for (; *digit >= '0' && *digit <= '9' && value < 1000; ++digit) {
         value = value * 10 + (*digit - '0');
     }
-    const char* end = strchr(line, '\n');
-    const char* bar = strchr(line, '|');
+    const char *end = strchr(line, '\n');
+    const char *bar = strchr(line, '|');
     if (digit == line || value != number || *digit != ':' || !end || !bar || bar > end) {
         return NULL;
     }
@@ -141,8 +141,8 @@ static const char* parse_power_line(const char* line, int number, bool* high)
     return end + 1;
 }
 
-ZEL_API int zel_client_read_power(struct zel_client* client, unsigned timeout_ms, bool power[2],
-                                  struct zel_outcome** outcome)
+ZEL_API int zel_client_read_power(struct zel_client *client, unsigned timeout_ms, bool power[2],
+                                  struct zel_outcome **outcome)
 {
     struct zel_batch batch = {0};
     int error = zel_batch_add(&batch, 502, NULL, 0);
@@ -152,7 +152,7 @@ ZEL_API int zel_client_read_power(struct zel_client* client, unsigned timeout_ms
     if (zel_outcome_kind(*outcome) != ZEL_OK) {
         return -EIO;
     }
-    const char* line = zel_outcome_stdout(*outcome, NULL);
+    const char *line = zel_outcome_stdout(*outcome, NULL);
     bool high[2];
     for (int i = 0; i < 2 && line; ++i) {
         line = parse_power_line(line, kPowerLines[i], &high[i]);

@@ -13,7 +13,7 @@
 /* One command from a UI control: a thread of its own sends the values one call
    at a time, so that submit never waits for the board. */
 struct zel_submitter {
-    struct zel_client* client;
+    struct zel_client *client;
     int id;
     enum zel_policy policy;
     unsigned timeout_ms;
@@ -24,13 +24,13 @@ struct zel_submitter {
     bool busy;
     bool closing;
     struct zel_batch next;
-    struct zel_outcome* last;
+    struct zel_outcome *last;
     int last_error;
 };
 
-static void* work(void* argument)
+static void *work(void *argument)
 {
-    struct zel_submitter* submitter = argument;
+    struct zel_submitter *submitter = argument;
     (void)pthread_mutex_lock(&submitter->mutex);
     for (;;) {
         while (!submitter->pending && !submitter->closing) {
@@ -45,7 +45,7 @@ static void* work(void* argument)
         submitter->busy = true;
         (void)pthread_mutex_unlock(&submitter->mutex);
 
-        struct zel_outcome* outcome = NULL;
+        struct zel_outcome *outcome = NULL;
         const int error = run_until(submitter->client, &batch, now_ms() + submitter->timeout_ms, -1, &outcome);
 
         (void)pthread_mutex_lock(&submitter->mutex);
@@ -59,13 +59,13 @@ static void* work(void* argument)
     return NULL;
 }
 
-ZEL_API int zel_submitter_new(struct zel_client* client, int id, enum zel_policy policy, unsigned timeout_ms,
-                              struct zel_submitter** created)
+ZEL_API int zel_submitter_new(struct zel_client *client, int id, enum zel_policy policy, unsigned timeout_ms,
+                              struct zel_submitter **created)
 {
     if (!client || !find_command(id) || (policy != ZEL_POLICY_LATEST && policy != ZEL_POLICY_DROP) || !created) {
         return -EINVAL;
     }
-    struct zel_submitter* submitter = calloc(1, sizeof *submitter);
+    struct zel_submitter *submitter = calloc(1, sizeof *submitter);
     if (!submitter) {
         return -ENOMEM;
     }
@@ -91,7 +91,7 @@ ZEL_API int zel_submitter_new(struct zel_client* client, int id, enum zel_policy
 
 /* 1 when the value will be sent, 0 when it was dropped, or a negative errno
    for a value the tool would refuse. */
-ZEL_API int zel_submitter_submit(struct zel_submitter* submitter, const int* args, size_t count)
+ZEL_API int zel_submitter_submit(struct zel_submitter *submitter, const int *args, size_t count)
 {
     struct zel_batch batch = {0};
     const int error = zel_batch_add(&batch, submitter->id, args, count);
@@ -109,7 +109,7 @@ ZEL_API int zel_submitter_submit(struct zel_submitter* submitter, const int* arg
     return dropped ? 0 : 1;
 }
 
-ZEL_API int zel_submitter_wait(struct zel_submitter* submitter, struct zel_outcome** outcome)
+ZEL_API int zel_submitter_wait(struct zel_submitter *submitter, struct zel_outcome **outcome)
 {
     (void)pthread_mutex_lock(&submitter->mutex);
     while (submitter->busy || submitter->pending) {
@@ -123,7 +123,7 @@ ZEL_API int zel_submitter_wait(struct zel_submitter* submitter, struct zel_outco
     return error;
 }
 
-ZEL_API void zel_submitter_free(struct zel_submitter* submitter)
+ZEL_API void zel_submitter_free(struct zel_submitter *submitter)
 {
     if (!submitter) {
         return;

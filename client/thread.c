@@ -4,7 +4,7 @@
 
 #include <signal.h>
 
-int start_thread(pthread_t* thread, void* (*body)(void*), void* argument)
+int start_thread(pthread_t *thread, void *(*body)(void *), void *argument)
 {
     sigset_t all, before;
     (void)sigfillset(&all);

@@ -7,6 +7,6 @@
 
 /* pthread_create with every signal blocked in the new thread, so that the
    program's signals go to its own threads: 0 or a negative errno. */
-int start_thread(pthread_t* thread, void* (*body)(void*), void* argument);
+int start_thread(pthread_t *thread, void *(*body)(void *), void *argument);
 
 #endif
