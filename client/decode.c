@@ -167,19 +167,24 @@ int decode(const struct invocation *run, const struct zel_batch *batch, size_t f
     if (WIFSIGNALED(run->wait_status)) {
         outcome->signal = WTERMSIG(run->wait_status);
         outcome->kind = run->stopped ? ZEL_TIMED_OUT : ZEL_KILLED;
+        /* The tool names the last group that ran, unless one failed first: then
+           its diagnostic names that one. */
         const char *stop = last_line(&run->err, kStopPrefix);
-        const long ran = stop ? number_after(stop, "after command[") : -1;
-        outcome->group = (int)first + (ran > 0 ? (int)ran : 0);
-        return set_message(outcome, stop);
-    }
-    outcome->status = WEXITSTATUS(run->wait_status);
-    if (outcome->status == 1) {
-        return decode_sudo(run, outcome);
-    }
-    outcome->kind = kind_of_status(outcome->status);
-    if (outcome->kind == ZEL_OK) {
-        outcome->group = (int)batch->size;
-        return 0;
+        if (stop) {
+            const long ran = number_after(stop, "after command[");
+            outcome->group = (int)first + (ran > 0 ? (int)ran : 0);
+            return set_message(outcome, stop);
+        }
+    } else {
+        outcome->status = WEXITSTATUS(run->wait_status);
+        if (outcome->status == 1) {
+            return decode_sudo(run, outcome);
+        }
+        outcome->kind = kind_of_status(outcome->status);
+        if (outcome->kind == ZEL_OK) {
+            outcome->group = (int)batch->size;
+            return 0;
+        }
     }
     const char *line = last_line(&run->err, kGroupPrefix);
     if (!line) {

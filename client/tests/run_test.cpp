@@ -39,6 +39,8 @@ TEST(Run, TellsEachOutcomeWithItsGroupCommandAndFirstLine)
          "sudo: /usr/bin/zel_exec: command not found"},
         {"201 exit 1 no sudo here\\n", ZEL_INTERNAL, 1, 0, 0, 0, ""},
         {"201 die 9", ZEL_KILLED, -1, 9, 0, 0, ""},
+        {"201 die 15 zel_exec: command[2] id=201 execution: x\\n", ZEL_KILLED, -1, 15, 2, 201,
+         "zel_exec: command[2] id=201 execution: x"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.play);

@@ -12,7 +12,7 @@
  *   hang            ignores SIGTERM and waits for good, its streams handed to a
  *                   child of its own that outlives it
  *   exit N TEXT     writes TEXT ("\n": line feed) to standard error, exits N
- *   die N           ends by signal N
+ *   die N TEXT      writes TEXT to standard error, ends by signal N
  *   print TEXT      writes TEXT to standard output and runs
  * A stop signal (TERM, INT, HUP) ends the batch after the running group with
  * the tool's stop line, and the process by that signal.
@@ -178,6 +178,8 @@ static int run_group(int k, const char* group)
         return (int)number;
     }
     if (!strcmp(action, "die")) {
+        fputs(text, stderr);
+        fflush(stderr);
         signal((int)number, SIG_DFL);
         raise((int)number);
     }
