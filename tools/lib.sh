@@ -1,17 +1,27 @@
 # shellcheck shell=bash
 # SPDX-FileCopyrightText: 2026 The zel_exec developers
 # SPDX-License-Identifier: MIT
-# What the check scripts, bench/run and the private test runner share: sourced, not run.
+# What the scripts of tools/ and board/, bench/run and the private test runner share: sourced, not run.
 
-# quietly LOG COMMAND...: runs COMMAND with its output in LOG, which is shown only when COMMAND fails; a
-# failure ends the script with COMMAND's status.
+# What a script's own lines begin with: its file's name; board/lib.sh calls its scripts "board".
+script_name=${0##*/}
+
+# fail WHY...: how every script ends on a failed check, with a line on standard error that says
+# which script and why, and status 1.
+fail() {
+  echo "$script_name: FAILED: $*" >&2
+  exit 1
+}
+
+# quietly LOG COMMAND...: runs COMMAND with its output in LOG, which is shown only when COMMAND fails;
+# a failure ends the script.
 quietly() {
   local log=$1 status=0
   shift
   "$@" >"$log" 2>&1 || status=$?
   if [ "$status" -ne 0 ]; then
     cat "$log" >&2
-    exit "$status"
+    fail "$1 exited with status $status (log: $log)"
   fi
 }
 
