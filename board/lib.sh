@@ -36,7 +36,7 @@ readonly FOREIGN_PACKAGES=(libc6)
 
 BOARD_DIR=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 readonly BOARD_DIR
-# The helpers that the board shares with the check scripts.
+# The helpers and the architectures that the board shares with the check scripts.
 source "$BOARD_DIR/../tools/lib.sh"
 script_name=board
 # Outside the work tree, so that fresh clones (CI) reuse kernel and root.
@@ -422,17 +422,6 @@ boot() {
   esac
   [[ -s $2.qemu ]] && log "qemu: $(tail -n 5 "$2.qemu")"
   return 2
-}
-
-# The Debian architecture of an ELF program (its class, 1 for 32 bits and 2
-# for 64, and machine field: 0x3e x86-64, 0xb7 AArch64, 0x28 ARM), empty for
-# anything else.
-elf_arch() {
-  case $(od -An -tx1 -N20 "$1" | tr -d ' \n') in
-    7f454c4602*3e00) echo amd64 ;;
-    7f454c4602*b700) echo arm64 ;;
-    7f454c4601*2800) echo armhf ;;
-  esac
 }
 
 # Seconds since an earlier now(), one decimal.

@@ -3,6 +3,7 @@
 # SPDX-License-Identifier: MIT
 # What the scripts of tools/ and board/, bench/run and the private test runner share: sourced, not run.
 
+ZEL_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # What a script's own lines begin with: its file's name; board/lib.sh calls its scripts "board".
 script_name=${0##*/}
 
@@ -11,6 +12,14 @@ script_name=${0##*/}
 fail() {
   echo "$script_name: FAILED: $*" >&2
   exit 1
+}
+
+# within_deadline SECONDS ARG...: first thing in a stage, with the stage's arguments: the stage runs
+# again under timeout, so that whatever hangs in it, it ends.
+within_deadline() {
+  local seconds=$1
+  shift
+  [ -n "${ZEL_STAGE_DEADLINE:-}" ] || ZEL_STAGE_DEADLINE=$seconds exec timeout -k 10 "$seconds" "$0" "$@"
 }
 
 # quietly LOG COMMAND...: runs COMMAND with its output in LOG, which is shown only when COMMAND fails;
@@ -23,6 +32,68 @@ quietly() {
     cat "$log" >&2
     fail "$1 exited with status $status (log: $log)"
   fi
+}
+
+# build_tree SOURCE BUILD [CMAKE_ARGUMENT...]: configures BUILD from SOURCE as RelWithDebInfo with the
+# arguments and builds all of it; the logs stay in BUILD and are shown only on failure.
+build_tree() {
+  local source=$1 build=$2
+  shift 2
+  mkdir -p "$build"
+  quietly "$build/configure.log" cmake -S "$source" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@"
+  quietly "$build/build.log" cmake --build "$build" -j"$(nproc)"
+}
+
+# The version of the project, and so of its packages, as CMakeLists.txt gives it.
+project_version() { sed -n 's/^project(zel_exec VERSION \([0-9.]*\).*/\1/p' "$ZEL_ROOT/CMakeLists.txt"; }
+
+# pack BUILD ARCH: packs a configured build (cpack brings it up to date first) and names the package.
+pack() {
+  local deb
+  deb=$1/zel-exec_$(project_version)_$2.deb
+  rm -f "$1"/*.deb
+  (cd "$1" && quietly cpack.log cpack -G DEB)
+  [ -f "$deb" ] || fail "no $2 package in $1"
+  echo "$deb"
+}
+
+# The architectures the packages are built for, a row each. ARCHITECTURES lists them in the table's
+# order; every other column is an array of its own, indexed by the architecture's Debian name:
+#   ARCH_BUILD      where tools/check-cross and tools/check-package build its package, in the build root
+#   ARCH_TOOLCHAIN  its cross compilers, cmake/toolchains/<toolchain>.cmake; empty ("-"): this machine's
+#   ARCH_BITS       the ELF class of its programs: 32 or 64 bits
+#   ARCH_MACHINE    the machine field of its programs' ELF header
+declare -ga ARCHITECTURES=()
+declare -gA ARCH_BUILD=() ARCH_TOOLCHAIN=() ARCH_BITS=() ARCH_MACHINE=()
+read_architectures() {
+  local arch build toolchain bits machine
+  while read -r arch build toolchain bits machine; do
+    [[ $arch != '#'* ]] || continue
+    ARCHITECTURES+=("$arch")
+    ARCH_BUILD[$arch]=$build ARCH_TOOLCHAIN[$arch]=${toolchain#-} ARCH_BITS[$arch]=$bits ARCH_MACHINE[$arch]=$machine
+  done
+}
+read_architectures <<'EOF'
+# arch  build        toolchain            bits machine
+amd64  pkg-deb      -                    64   0x3e
+arm64  pkg-aarch64  aarch64-linux-gnu    64   0xb7
+armhf  pkg-armhf    arm-linux-gnueabihf  32   0x28
+EOF
+unset -f read_architectures
+# shellcheck disable=SC2034 # the columns that only the scripts read
+readonly ARCHITECTURES ARCH_BUILD ARCH_TOOLCHAIN ARCH_BITS ARCH_MACHINE
+
+# elf_arch FILE: the architecture whose programs FILE's ELF header describes, nothing for any other file.
+elf_arch() {
+  local header arch machine
+  header=$(od -An -tx1 -N20 "$1" | tr -d ' \n')
+  for arch in "${ARCHITECTURES[@]}"; do
+    machine=${ARCH_MACHINE[$arch]}
+    # The magic number, the class (1 for 32 bits, 2 for 64) and, in bytes 18 and 19, the machine.
+    # shellcheck disable=SC2053 # the right side is a pattern
+    [[ $header != $(printf '7f454c46%02x*%02x%02x' $((ARCH_BITS[$arch] / 32)) $((machine & 255)) $((machine >> 8))) ]] ||
+      { echo "$arch" && return 0; }
+  done
 }
 
 # In a private mount namespace only. scratch_usr_bin: a scratch tmpfs on /mnt, and /usr/bin as an overlay
