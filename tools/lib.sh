@@ -96,18 +96,36 @@ elf_arch() {
   done
 }
 
-# In a private mount namespace only. scratch_usr_bin: a scratch tmpfs on /mnt, and /usr/bin as an overlay
-# whose changes land there, so that fake programs can take the fixed programs' places.
-scratch_usr_bin() {
-  mount --make-rprivate /
-  mount -t tmpfs -o mode=0755 scratch /mnt
-  mkdir /mnt/upper /mnt/work
-  mount -t overlay overlay -o lowerdir=/usr/bin,upperdir=/mnt/upper,workdir=/mnt/work /usr/bin
+# private_mounts COMMAND...: runs COMMAND in a mount namespace of its own, the only place where the
+# scratch helpers below mount anything.
+private_mounts() { ZEL_OUTER_MOUNTS=$(readlink /proc/self/ns/mnt) unshare --mount --propagation private "$@"; }
+
+# Fails outside a namespace of private_mounts: a script run there by hand must not change the
+# machine's own mounts.
+in_private_mounts() {
+  [ -n "${ZEL_OUTER_MOUNTS:-}" ] && [ "$(readlink /proc/self/ns/mnt)" != "$ZEL_OUTER_MOUNTS" ] ||
+    fail "not in a private mount namespace: the machine's own mounts would change"
 }
 
-# In a private mount namespace only. scratch_dirs DIR...: an empty tmpfs, mode 0755, over each DIR.
+# In private_mounts only. scratch_overlays DIR...: a scratch tmpfs on /mnt, and each DIR an
+# overlay whose changes land there, so that programs can write to DIR (fake programs take the fixed
+# programs' places in /usr/bin) and nothing they write outlives the namespace. The overlays take their
+# modes from the directories made here, under the caller's umask.
+scratch_overlays() {
+  local dir
+  in_private_mounts
+  mount --make-rprivate /
+  mount -t tmpfs -o mode=0755 scratch /mnt
+  for dir; do
+    mkdir -p "/mnt/upper$dir" "/mnt/work$dir"
+    mount -t overlay overlay -o "lowerdir=$dir,upperdir=/mnt/upper$dir,workdir=/mnt/work$dir" "$dir"
+  done
+}
+
+# In private_mounts only. scratch_dirs DIR...: an empty tmpfs, mode 0755, over each DIR.
 scratch_dirs() {
   local dir
+  in_private_mounts
   for dir; do
     mount -t tmpfs -o mode=0755 scratch "$dir"
   done
