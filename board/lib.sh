@@ -36,6 +36,9 @@ readonly FOREIGN_PACKAGES=(libc6)
 
 BOARD_DIR=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 readonly BOARD_DIR
+# The helpers and the architectures that the board shares with the check scripts.
+source "$BOARD_DIR/../tools/lib.sh"
+script_name=board
 # Outside the work tree, so that fresh clones (CI) reuse kernel and root.
 readonly CACHE_DIR=${ZEL_BOARD_CACHE:-/var/cache/zel-board}
 HOST_ARCH=$(dpkg --print-architecture)
@@ -55,14 +58,14 @@ board_arch() {
   case $BOARD in
     amd64 | arm64) ARCH=$BOARD ;;
     armhf) ARCH=arm64 ;;
-    *) die "no board for architecture '$BOARD' (amd64, arm64 or armhf)" ;;
+    *) fail "no board for architecture '$BOARD' (amd64, arm64 or armhf)" ;;
   esac
   local entry
   KERNEL_ABI=''
   for entry in "${KERNELS[@]}"; do
     [[ ${entry%% *} == "$KERNEL" ]] && read -r _ KERNEL_ABI KERNEL_SUITE <<<"$entry"
   done
-  [[ -n $KERNEL_ABI ]] || die "no kernel '$KERNEL' ($(kernel_versions))"
+  [[ -n $KERNEL_ABI ]] || fail "no kernel '$KERNEL' ($(kernel_versions))"
   KERNEL_RELEASE=$KERNEL_ABI-$ARCH
   KERNEL_ROOT=$CACHE_DIR/kernel-$KERNEL_RELEASE
   VMLINUZ=$KERNEL_ROOT/boot/vmlinuz-$KERNEL_RELEASE
@@ -111,11 +114,11 @@ board_layout() {
   for entry in "${LAYOUTS[@]}"; do
     IFS='|' read -r name kernels LAYOUT_COMMANDS <<<"$entry"
     [[ $name == "$1" ]] || continue
-    [[ " $kernels " == *" $KERNEL "* ]] || die "no $name board on kernel $KERNEL (only on $kernels)"
+    [[ " $kernels " == *" $KERNEL "* ]] || fail "no $name board on kernel $KERNEL (only on $kernels)"
     LAYOUT=$name
     return 0
   done
-  die "no layout '$1' ($(layouts_of_kernel | paste -sd ' ' -))"
+  fail "no layout '$1' ($(layouts_of_kernel | paste -sd ' ' -))"
 }
 
 # The layouts the kernel can have, one a line, in the order of LAYOUTS.
@@ -129,8 +132,7 @@ layouts_of_kernel() {
 
 export DEBIAN_FRONTEND=noninteractive
 
-log() { printf 'board: %s\n' "$*" >&2; }
-die() { printf 'board: error: %s\n' "$*" >&2; exit 1; }
+log() { printf '%s: %s\n' "$script_name" "$*" >&2; }
 
 apt_updated=false
 apt_update_once() {
@@ -160,7 +162,7 @@ ensure_host_packages() {
   apt_install "${missing[@]}" || log "apt-get install failed"
   [[ -x ${HOST_NEEDS[0]%%:*} ]] || return 1
   for entry in "${HOST_NEEDS[@]}"; do
-    [[ -x ${entry%%:*} ]] || die "${entry%%:*} still missing after installing ${entry#*:}"
+    [[ -x ${entry%%:*} ]] || fail "${entry%%:*} still missing after installing ${entry#*:}"
   done
 }
 
@@ -188,19 +190,19 @@ kernel_apt() {
 ensure_kernel() {
   [[ -f $VMLINUZ && -f $KERNEL_HEADERS/Makefile && -f $KERNEL_ROOT/.complete ]] && return 0
   local debs=$CACHE_DIR/debs-$KERNEL_RELEASE archive version kbuild
-  archive=$(host_archive "$KERNEL_SUITE" "$ROOTFS_SUITE") || die "no apt source for $ROOTFS_SUITE on this host"
+  archive=$(host_archive "$KERNEL_SUITE" "$ROOTFS_SUITE") || fail "no apt source for $ROOTFS_SUITE on this host"
   rm -rf "$debs" "$KERNEL_ROOT" "$KERNEL_APT_DIR"
   mkdir -p "$debs" "$KERNEL_ROOT" "$KERNEL_APT_DIR/lists/partial" "$KERNEL_APT_DIR/cache/archives/partial"
   echo "deb $archive $KERNEL_SUITE main" >"$KERNEL_APT_DIR/sources.list"
   log "downloading kernel $KERNEL_RELEASE from $KERNEL_SUITE"
-  kernel_apt apt-get update >/dev/null || die "apt-get update of $KERNEL_SUITE failed"
+  kernel_apt apt-get update >/dev/null || fail "apt-get update of $KERNEL_SUITE failed"
   version=$(kernel_apt apt-cache show --no-all-versions "linux-headers-$KERNEL_ABI-common" | sed -n 's/^Version: //p')
   kbuild=$(kernel_apt apt-cache show --no-all-versions "linux-headers-$KERNEL_RELEASE:$ARCH" |
     sed -n 's/^Depends: .*\(linux-kbuild-[^ ,]*\).*/\1/p')
-  [[ -n $version && -n $kbuild ]] || die "no linux-headers-$KERNEL_RELEASE in $KERNEL_SUITE"
+  [[ -n $version && -n $kbuild ]] || fail "no linux-headers-$KERNEL_RELEASE in $KERNEL_SUITE"
   (cd "$debs" && kernel_apt apt-get download "linux-image-$KERNEL_RELEASE:$ARCH" \
     "linux-headers-$KERNEL_RELEASE:$ARCH" "linux-headers-$KERNEL_ABI-common" "$kbuild:$HOST_ARCH=$version" \
-    >/dev/null) || die "could not download kernel $KERNEL_RELEASE"
+    >/dev/null) || fail "could not download kernel $KERNEL_RELEASE"
   local deb
   for deb in "$debs"/*.deb; do
     case $deb in
@@ -210,8 +212,8 @@ ensure_kernel() {
       *) dpkg-deb -x "$deb" "$KERNEL_ROOT" ;;
     esac
   done
-  [[ -f $VMLINUZ ]] || die "no kernel image in linux-image-$KERNEL_RELEASE"
-  [[ -f $KERNEL_HEADERS/Makefile ]] || die "no headers tree at $KERNEL_HEADERS"
+  [[ -f $VMLINUZ ]] || fail "no kernel image in linux-image-$KERNEL_RELEASE"
+  [[ -f $KERNEL_HEADERS/Makefile ]] || fail "no headers tree at $KERNEL_HEADERS"
   # The flavour's Makefile includes the common tree by its installed path.
   sed -i "s|/usr/src/|$KERNEL_ROOT/usr/src/|" "$KERNEL_HEADERS/Makefile"
   rm -rf "$debs"
@@ -234,9 +236,9 @@ ensure_module() {
     >"$MODULE_BUILD/build.log" 2>&1 || {
     cat "$MODULE_BUILD/build.log" >&2
     rm -f "$MODULE_KO"
-    die "module build failed"
+    fail "module build failed"
   }
-  [[ -f $MODULE_KO ]] || die "module build produced no $MODULE_KO"
+  [[ -f $MODULE_KO ]] || fail "module build produced no $MODULE_KO"
 }
 
 # host_archive SUITE...: the archive this host's apt uses for the first SUITE
@@ -259,7 +261,7 @@ host_archive() {
 # ZEL_BOARD_MIRROR names one.
 debian_mirror() {
   [[ -z ${ZEL_BOARD_MIRROR:-} ]] || { echo "$ZEL_BOARD_MIRROR" && return 0; }
-  host_archive "$ROOTFS_SUITE" || die "no apt source for $ROOTFS_SUITE on this host; set ZEL_BOARD_MIRROR"
+  host_archive "$ROOTFS_SUITE" || fail "no apt source for $ROOTFS_SUITE on this host; set ZEL_BOARD_MIRROR"
 }
 
 # The root file system: Debian minbase with ROOTFS_PACKAGES, as one
@@ -295,7 +297,7 @@ cached_rootfs() {
   "$builder" "$ROOTFS_CPIO.part" "$@" >"$log" 2>&1 &
   wait $! || {
     tail -n 30 "$log" >&2
-    die "could not build the $name root file system"
+    fail "could not build the $name root file system"
   }
   mv "$ROOTFS_CPIO.part" "$ROOTFS_CPIO"
   log "root file system: $(du -m "$ROOTFS_CPIO" | cut -f1) MB in $(since "$t0") s"
@@ -420,17 +422,6 @@ boot() {
   esac
   [[ -s $2.qemu ]] && log "qemu: $(tail -n 5 "$2.qemu")"
   return 2
-}
-
-# The Debian architecture of an ELF program (its class, 1 for 32 bits and 2
-# for 64, and machine field: 0x3e x86-64, 0xb7 AArch64, 0x28 ARM), empty for
-# anything else.
-elf_arch() {
-  case $(od -An -tx1 -N20 "$1" | tr -d ' \n') in
-    7f454c4602*3e00) echo amd64 ;;
-    7f454c4602*b700) echo arm64 ;;
-    7f454c4601*2800) echo armhf ;;
-  esac
 }
 
 # Seconds since an earlier now(), one decimal.

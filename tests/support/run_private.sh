@@ -6,10 +6,13 @@
 # their own empty /etc on top of the real one. Exits 77 (skipped) where such a namespace is not permitted.
 # Usage: run_private.sh [emulator...] test-program [arguments]
 set -euo pipefail
+source "$(dirname "$0")/../../tools/lib.sh"
+if [ "${1:-}" = --inside ]; then
+  scratch_overlays /usr/bin
+  exec "${@:2}"
+fi
 if [ "$(id -u)" != 0 ] || ! unshare -m true 2>/dev/null; then
   echo "private mount namespace not permitted here: the /etc and /usr/bin cases are skipped"
   exit 77
 fi
-lib=$(dirname "$0")/../../tools/lib.sh
-# shellcheck disable=SC2016 # expanded by the inner shell
-exec unshare -m bash -euc 'source "$0" && scratch_usr_bin && exec "$@"' "$lib" "$@"
+private_mounts bash "$0" --inside "$@"
