@@ -377,7 +377,8 @@ board_setup() {
 
 # build_image JOB OUT [FILE...]: the cached root file system followed by a
 # small archive with the board module, the guest scripts, the pin-control
-# stand-in and FILEs (the package, or a zel_exec binary) under /board/run;
+# stand-in and FILEs (the packages and the client checks' front-end, or a
+# zel_exec binary) under /board/run;
 # JOB becomes /board/job, the script /init runs after the board's start-up,
 # and /board/layout names LAYOUT and the commands it serves.
 # Runs in a subshell for its umask: the tool refuses a group-writable /etc.

@@ -47,14 +47,28 @@ build_tree() {
 # The version of the project, and so of its packages, as CMakeLists.txt gives it.
 project_version() { sed -n 's/^project(zel_exec VERSION \([0-9.]*\).*/\1/p' "$ZEL_ROOT/CMakeLists.txt"; }
 
-# pack BUILD ARCH: packs a configured build (cpack brings it up to date first) and names the package.
+# The packages one build makes, by name: the tool's, the client library's two and the Python module's,
+# which is the same on every architecture.
+readonly PACKAGES=(zel-exec libzelclient1 libzelclient-dev python3-zel-client)
+
+# package_file BUILD ARCH NAME: where the package NAME of a build for ARCH lies.
+package_file() {
+  local arch=$2
+  [ "$3" != python3-zel-client ] || arch=all
+  echo "$1/$3_$(project_version)_$arch.deb"
+}
+
+# pack BUILD ARCH: packs a configured build (cpack brings it up to date first) and names its packages,
+# the tool's first.
 pack() {
-  local deb
-  deb=$1/zel-exec_$(project_version)_$2.deb
+  local name deb
   rm -f "$1"/*.deb
   (cd "$1" && quietly cpack.log cpack -G DEB)
-  [ -f "$deb" ] || fail "no $2 package in $1"
-  echo "$deb"
+  for name in "${PACKAGES[@]}"; do
+    deb=$(package_file "$1" "$2" "$name")
+    [ -f "$deb" ] || fail "no $2 package $name in $1"
+    echo "$deb"
+  done
 }
 
 # The architectures the packages are built for, a row each. ARCHITECTURES lists them in the table's

@@ -21,10 +21,13 @@ REC=/sys/kernel/debug/zel_board/record
 PWM=/sys/class/pwm
 PIN=/run/pinctrl
 GPIO131=/sys/class/gpio/gpio131
+# The front-end that calls the tool through the client library, where the packages brought it.
+CLIENT=/board/run/client_check
 # The architecture the host built this board for: amd64, arm64 or armhf.
 BOARD=$1
 # The board family's layout and the commands it serves, and the kernel.
 read -r LAYOUT COMMANDS </board/layout
+[ ! -f $CLIENT ] || { chmod 0755 $CLIENT && COMMANDS="$COMMANDS client"; }
 KERNEL=$(uname -r | cut -d. -f1,2)
 passed=0
 failed=0
@@ -129,6 +132,24 @@ gap_is_within() {
         substr($0, length($0) - length(b) + 1) == b { tb = $1 }
         END { d = int((tb - ta) * k); print (ta && tb && d >= lo && d <= hi) ? "in range" : d " ms" }' "$1"
 }
+# client_busy_board ROUNDS: through the client as front, a UI saving the fan settings, a daemon
+# setting the fan and a reader of the settings at once, beside a front-end without the client
+# that holds fanMode.config's own lock half of the time; then what each saw and the files.
+client_busy_board() {
+    run_as_front "201 0" "202 0" >/dev/null
+    rm -f /tmp/stop
+    as_user front sh -c 'until [ -e /tmp/stop ]; do flock -s /etc/zel/fanMode.config sleep 0.05; sleep 0.05; done' &
+    holder=$!
+    as_user front $CLIENT ui "$1" >/tmp/ui &
+    ui=$!
+    as_user front $CLIENT daemon "$1" >/tmp/daemon &
+    daemon=$!
+    as_user front $CLIENT reader "$1" >/tmp/reader
+    wait $ui $daemon
+    touch /tmp/stop && wait $holder
+    printf '%s; %s; %s; files %s %s\n' "$(cat /tmp/ui)" "$(cat /tmp/daemon)" "$(cat /tmp/reader)" \
+        "$(cat /etc/zel/fanMode.config)" "$(cat /etc/zel/fanLevel.config)"
+}
 check() {
     got=$(eval "$1" 2>&1 </dev/null)
     [ "$got" = "$2" ] && passed=$((passed + 1)) && printf 'ok   %s\n' "$1" && return
@@ -144,9 +165,9 @@ skip() {
     skipped=$((skipped + 1))
     printf 'SKIP %s\n' "$1"
 }
-# The command ids a heading names that the board does not serve.
+# The command ids a heading names that the board does not serve; "(client)" where the client is not there.
 unserved() {
-    for id in $(printf '%s\n' "$1" | grep -o '([0-9]\{3\})' | tr -d '()'); do
+    for id in $(printf '%s\n' "$1" | grep -o '([0-9]\{3\})\|(client)' | tr -d '()'); do
         case " $COMMANDS " in *" $id "*) ;; *) printf ' %s' "$id" ;; esac
     done
 }
@@ -188,7 +209,7 @@ run_table() {
 }
 run_table <<'EOF'
 == the package, installed with apt, makes the system group zel (a bare program: by hand); sudo set up as the README says
-cd /board/run && { test -f zel_exec || apt install -y ./zel-exec_*.deb >/tmp/apt.log 2>&1 || { cat /tmp/apt.log; false; }; }
+cd /board/run && { test -f zel_exec || apt install -y ./*.deb >/tmp/apt.log 2>&1 || { cat /tmp/apt.log; false; }; }
 test ! -f /board/run/zel_exec || { install -m 0755 /board/run/zel_exec /usr/bin && install -m 0440 /board/run/zel_exec.sudoers /etc/sudoers.d/zel_exec && groupadd --system zel; }
 stat -c '%U:%G %a %n' /usr/bin/zel_exec /etc/sudoers.d/zel_exec | joined => root:root 755 /usr/bin/zel_exec; root:root 440 /etc/sudoers.d/zel_exec
 board_program /usr/bin/zel_exec => ELF of the board's architecture
@@ -335,6 +356,20 @@ run_and_signal 'TSTP KILL' $REC 'set value=1' "401 1000" "201 1" => 137 [] [] gp
 + gpio zel-gpio 3 set value=1; gpio zel-gpio 3 set value=0
 settings_file /etc/zel/fanMode.config => 0:0 644 1\n
 run_as_front "201 0" => 0 [] []
+== the client library (client), installed with apt beside the tool: the board's lock is the group's alone
+[6.12] stat -c '%U:%G %a' /var/lib/zel-exec/lock => root:zel 640
+[6.12] as_user other sh -c 'exec 3</var/lib/zel-exec/lock' 2>&1 | sed 's/.*: //' => Permission denied
+== two clients (client) sending fan-p5 (103) at the same moment, 100 times: one call at a time, never a mixed state
+[6.12] as_user front $CLIENT race 100 => 200 ok, 0 mixed
+== through the client (client), a UI saving fan-mode (201) and fan-level (202), a daemon setting fan-p5 (103), a reader of the settings, and a front-end without the client holding fanMode.config's lock: no refusal reaches a caller, no read is empty, no write is lost
+[6.12] client_busy_board 20 => ui: 0 of 20 failed, saved 0 6, lock refusals retried; daemon: 0 of 20 failed; reader: 0 of 40 failed; files 0 6
+== a hung pin-control program under device-power (501), called through the client (client): timed out within the deadline, the command's worst case and a second; the next call runs
+[6.12] touch $PIN/hang && as_user front $CLIENT run 1000 "501 1"; rm -f $PIN/hang => timed out, status -1, signal 15, group 1, command 501, in time
+[6.12] as_user front $CLIENT run 12000 "501 0" "502" => ok, status 0, signal 0, group 2, command 0, in time
+== a slider on brightness-p5 (302) dragged through 50 positions with the client (client): the last one lands
+[6.12] as_user front $CLIENT slide 50 => ok, last 250000 250
+[6.12] pwm_channels 0 0 => 255000; 250000; normal; 1
+[6.12] settings_file /etc/device/black.config => 0:0 644 BRIGHTNESS=250\n
 == the caller's directory, no room for a file, 9 descriptors and an ignored SIGCHLD reach neither a rewrite by fan-mode (201) nor the pin-control program of motor-p5 (402), which gets every limit a process started at boot has
 run_with_limits "201 1" "402 10" => 0 [] []
 settings_file /etc/zel/fanMode.config => 0:0 644 1\n
