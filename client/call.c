@@ -48,31 +48,31 @@ static void *work(void *argument)
 }
 
 ZEL_API int zel_client_start(struct zel_client *client, const struct zel_batch *batch, unsigned timeout_ms,
-                             struct zel_call **started)
+                             struct zel_call **call)
 {
-    if (!client || !batch || batch->size == 0 || !started) {
+    if (!client || !batch || batch->size == 0 || !call) {
         return -EINVAL;
     }
-    struct zel_call *call = calloc(1, sizeof *call);
-    if (!call) {
+    struct zel_call *started = calloc(1, sizeof *started);
+    if (!started) {
         return -ENOMEM;
     }
-    call->client = client;
-    call->batch = *batch;
-    call->deadline_ms = now_ms() + timeout_ms;
-    call->done[0] = call->done[1] = call->cancel[0] = call->cancel[1] = -1;
+    started->client = client;
+    started->batch = *batch;
+    started->deadline_ms = now_ms() + timeout_ms;
+    started->done[0] = started->done[1] = started->cancel[0] = started->cancel[1] = -1;
     int error = 0;
-    if (pipe2(call->done, O_CLOEXEC) != 0 || pipe2(call->cancel, O_CLOEXEC | O_NONBLOCK) != 0) {
+    if (pipe2(started->done, O_CLOEXEC) != 0 || pipe2(started->cancel, O_CLOEXEC | O_NONBLOCK) != 0) {
         error = -errno;
     } else {
-        error = start_thread(&call->thread, work, call);
+        error = start_thread(&started->thread, work, started);
     }
     if (error) {
-        close_pipes(call);
-        free(call);
+        close_pipes(started);
+        free(started);
         return error;
     }
-    *started = call;
+    *call = started;
     return 0;
 }
 

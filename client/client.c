@@ -100,7 +100,7 @@ char *rooted_path(const struct zel_client *client, const char *path)
     char *rooted = malloc(root + strlen(path) + 1);
     if (rooted) {
         memcpy(rooted, client->root, root);
-        strcpy(rooted + root, path);
+        memcpy(rooted + root, path, strlen(path) + 1);
     }
     return rooted;
 }

@@ -10,23 +10,25 @@
 enum { PROGRAM_RUN_MS = 5050, EXPORT_WAIT_MS = 400 };
 
 /* The tool's own registry decides; a test holds every bound of this table
-   against it, so that the two cannot drift apart. */
+   against it, so that the two cannot drift apart. Columns: id, argument count,
+   smallest and largest argument values, pulse, repeatable, name, fixed time,
+   settings file. */
 static const struct command commands[] = {
-    {101, "fan-legacy", 1, {0}, {255000}, 0, 0, 1, NULL},
-    {102, "fan-588", 1, {0}, {255000}, 2 * EXPORT_WAIT_MS, 0, 1, NULL},
-    {103, "fan-p5", 2, {8000, 0}, {40000, 1}, EXPORT_WAIT_MS, 0, 1, NULL},
-    {104, "fan-kylin", 1, {0}, {50000}, 2 * EXPORT_WAIT_MS, 0, 1, NULL},
-    {105, "fan-thermal", 1, {1}, {5}, 0, 0, 1, NULL},
-    {201, "fan-mode", 1, {0}, {1}, 0, 0, 1, "fanMode.config"},
-    {202, "fan-level", 1, {0}, {6}, 0, 0, 1, "fanLevel.config"},
-    {301, "brightness-588", 1, {0}, {255}, 0, 0, 1, NULL},
-    {302, "brightness-p5", 2, {0, 0}, {255000, 255}, 0, 0, 1, "black.config"},
-    {303, "brightness-nx", 1, {0}, {255}, 0, 0, 1, NULL},
-    {401, "motor-588", 1, {0}, {60000}, 0, 1, 0, NULL},
-    {402, "motor-p5", 1, {0}, {60000}, 2 * PROGRAM_RUN_MS, 1, 0, NULL},
-    {403, "motor-nx", 1, {0}, {60000}, PROGRAM_RUN_MS, 1, 0, NULL},
-    {501, "device-power", 1, {0}, {1}, 2 * PROGRAM_RUN_MS, 0, 1, NULL},
-    {502, "device-power-read", 0, {0}, {0}, 2 * PROGRAM_RUN_MS, 0, 1, NULL},
+    {101, 1, {0}, {255000}, 0, 1, "fan-legacy", 0, NULL},
+    {102, 1, {0}, {255000}, 0, 1, "fan-588", 2L * EXPORT_WAIT_MS, NULL},
+    {103, 2, {8000, 0}, {40000, 1}, 0, 1, "fan-p5", EXPORT_WAIT_MS, NULL},
+    {104, 1, {0}, {50000}, 0, 1, "fan-kylin", 2L * EXPORT_WAIT_MS, NULL},
+    {105, 1, {1}, {5}, 0, 1, "fan-thermal", 0, NULL},
+    {201, 1, {0}, {1}, 0, 1, "fan-mode", 0, "fanMode.config"},
+    {202, 1, {0}, {6}, 0, 1, "fan-level", 0, "fanLevel.config"},
+    {301, 1, {0}, {255}, 0, 1, "brightness-588", 0, NULL},
+    {302, 2, {0, 0}, {255000, 255}, 0, 1, "brightness-p5", 0, "black.config"},
+    {303, 1, {0}, {255}, 0, 1, "brightness-nx", 0, NULL},
+    {401, 1, {0}, {60000}, 1, 0, "motor-588", 0, NULL},
+    {402, 1, {0}, {60000}, 1, 0, "motor-p5", 2L * PROGRAM_RUN_MS, NULL},
+    {403, 1, {0}, {60000}, 1, 0, "motor-nx", PROGRAM_RUN_MS, NULL},
+    {501, 1, {0}, {1}, 0, 1, "device-power", 2L * PROGRAM_RUN_MS, NULL},
+    {502, 0, {0}, {0}, 0, 1, "device-power-read", 2L * PROGRAM_RUN_MS, NULL},
 };
 enum { COMMAND_COUNT = sizeof commands / sizeof commands[0] };
 

@@ -79,9 +79,12 @@ static bool listed_in(const struct passwd *user, const struct group *group)
    gave it: a member added since is listed in the database but not yet in them. */
 static enum zel_reason refusal_reason(void)
 {
-    char users[8192], groups[8192];
-    struct passwd user, *user_found = NULL;
-    struct group group, *group_found = NULL;
+    char users[8192];
+    char groups[8192];
+    struct passwd user;
+    struct passwd *user_found = NULL;
+    struct group group;
+    struct group *group_found = NULL;
     if (getgrnam_r(kGroupName, &group, groups, sizeof groups, &group_found) != 0 || !group_found) {
         return ZEL_REASON_NOT_IN_GROUP;
     }

@@ -64,7 +64,8 @@ static int spawn(char *const argv[], int out, int err, pid_t *pid)
 {
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_t actions;
-    sigset_t none, all;
+    sigset_t none;
+    sigset_t all;
     int error = posix_spawnattr_init(&attributes);
     if (error) {
         return error;
@@ -122,6 +123,45 @@ static void reap(pid_t pid, struct invocation *run)
     run->ended = true;
 }
 
+/* Sends the SIGTERM once the deadline is due, and the SIGKILL once the grace
+   after it is; true when the child was killed and reaped. */
+static bool stop_when_due(pid_t pid, long long now, long grace_ms, long long *due_ms, struct invocation *run)
+{
+    if (run->ended || now < *due_ms) {
+        return false;
+    }
+    if (run->stopped) {
+        (void)kill(pid, SIGKILL);
+        reap(pid, run);
+        return true;
+    }
+    (void)kill(pid, SIGTERM);
+    run->stopped = true;
+    *due_ms = now + grace_ms;
+    return false;
+}
+
+/* Waits up to `wait_ms` for output or for `cancel_fd` and reads what came;
+   true when the cancel descriptor became readable. */
+static bool poll_streams(struct stream streams[2], int cancel_fd, long long wait_ms, int *error)
+{
+    struct pollfd polls[3] = {
+        {streams[0].fd, POLLIN, 0},
+        {streams[1].fd, POLLIN, 0},
+        {cancel_fd, POLLIN, 0},
+    };
+    if (poll(polls, 3, wait_ms > 0 ? (int)wait_ms : 0) < 0) {
+        return false;
+    }
+    for (int i = 0; i < 2; ++i) {
+        if (polls[i].revents && read_stream(&streams[i]) != 0) {
+            /* What did not fit is lost; the command itself runs on untouched. */
+            *error = -ENOMEM;
+        }
+    }
+    return polls[2].revents != 0;
+}
+
 static int collect(pid_t pid, struct stream streams[2], long long deadline_ms, long grace_ms, int cancel_fd,
                    struct invocation *run)
 {
@@ -136,44 +176,20 @@ static int collect(pid_t pid, struct stream streams[2], long long deadline_ms, l
         const bool open = streams[0].fd >= 0 || streams[1].fd >= 0;
         /* The tool may outlive a killed sudo and hold the streams: they are
            waited for no longer than the call. */
-        if (run->ended && (!open || now >= due_ms)) {
+        if ((run->ended && (!open || now >= due_ms)) || stop_when_due(pid, now, grace_ms, &due_ms, run)) {
             return error;
         }
-        if (!run->ended && now >= due_ms) {
-            if (run->stopped) {
-                (void)kill(pid, SIGKILL);
-                reap(pid, run);
-                return error;
-            }
-            (void)kill(pid, SIGTERM);
-            run->stopped = true;
-            due_ms = now + grace_ms;
-        }
         const long long look = run->ended || !open ? REAP_LOOK_MS : ALIVE_LOOK_MS;
-        const long long wait = due_ms - now < look ? due_ms - now : look;
-        struct pollfd polls[3] = {
-            {streams[0].fd, POLLIN, 0},
-            {streams[1].fd, POLLIN, 0},
-            {run->stopped ? -1 : cancel_fd, POLLIN, 0},
-        };
-        if (poll(polls, 3, wait > 0 ? (int)wait : 0) < 0) {
-            continue;
-        }
-        if (polls[2].revents) {
+        if (poll_streams(streams, run->stopped ? -1 : cancel_fd, due_ms - now < look ? due_ms - now : look, &error)) {
             due_ms = now;
-        }
-        for (int i = 0; i < 2; ++i) {
-            if (polls[i].revents && read_stream(&streams[i]) != 0) {
-                /* What did not fit is lost; the command itself runs on untouched. */
-                error = -ENOMEM;
-            }
         }
     }
 }
 
 int invoke(char *const argv[], long long deadline_ms, long grace_ms, int cancel_fd, struct invocation *run)
 {
-    int out[2], err[2] = {-1, -1};
+    int out[2];
+    int err[2] = {-1, -1};
     int error = open_pipe(out);
     if (error || (error = open_pipe(err))) {
         close_pair(out);

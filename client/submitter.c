@@ -60,32 +60,32 @@ static void *work(void *argument)
 }
 
 ZEL_API int zel_submitter_new(struct zel_client *client, int id, enum zel_policy policy, unsigned timeout_ms,
-                              struct zel_submitter **created)
+                              struct zel_submitter **submitter)
 {
-    if (!client || !find_command(id) || (policy != ZEL_POLICY_LATEST && policy != ZEL_POLICY_DROP) || !created) {
+    if (!client || !find_command(id) || (policy != ZEL_POLICY_LATEST && policy != ZEL_POLICY_DROP) || !submitter) {
         return -EINVAL;
     }
-    struct zel_submitter *submitter = calloc(1, sizeof *submitter);
-    if (!submitter) {
+    struct zel_submitter *created = calloc(1, sizeof *created);
+    if (!created) {
         return -ENOMEM;
     }
-    submitter->client = client;
-    submitter->id = id;
-    submitter->policy = policy;
-    submitter->timeout_ms = timeout_ms;
-    int error = -pthread_mutex_init(&submitter->mutex, NULL);
-    if (!error && (error = -pthread_cond_init(&submitter->changed, NULL)) != 0) {
-        (void)pthread_mutex_destroy(&submitter->mutex);
+    created->client = client;
+    created->id = id;
+    created->policy = policy;
+    created->timeout_ms = timeout_ms;
+    int error = -pthread_mutex_init(&created->mutex, NULL);
+    if (!error && (error = -pthread_cond_init(&created->changed, NULL)) != 0) {
+        (void)pthread_mutex_destroy(&created->mutex);
     }
-    if (!error && (error = start_thread(&submitter->thread, work, submitter)) != 0) {
-        (void)pthread_cond_destroy(&submitter->changed);
-        (void)pthread_mutex_destroy(&submitter->mutex);
+    if (!error && (error = start_thread(&created->thread, work, created)) != 0) {
+        (void)pthread_cond_destroy(&created->changed);
+        (void)pthread_mutex_destroy(&created->mutex);
     }
     if (error) {
-        free(submitter);
+        free(created);
         return error;
     }
-    *created = submitter;
+    *submitter = created;
     return 0;
 }
 

@@ -6,7 +6,8 @@
 
 int start_thread(pthread_t *thread, void *(*body)(void *), void *argument)
 {
-    sigset_t all, before;
+    sigset_t all;
+    sigset_t before;
     (void)sigfillset(&all);
     int error = pthread_sigmask(SIG_SETMASK, &all, &before);
     if (error) {
