@@ -59,8 +59,47 @@ TEST(CommandTable, WorstCaseCountsPulsesAndProgramRuns)
     EXPECT_EQ(zel_command_worst_case_ms(501, none, 1), 10100);
     EXPECT_EQ(zel_command_worst_case_ms(102, none, 1), 800);
     EXPECT_EQ(zel_command_worst_case_ms(402, none, 0), -1);
+    const int duty = 255000;
+    EXPECT_EQ(zel_command_worst_case_ms(101, &duty, 1), 0);
     EXPECT_FALSE(zel_command_repeatable(402));
     EXPECT_TRUE(zel_command_repeatable(501));
+}
+
+// A call the library cannot make is refused before anything runs.
+TEST(Client, RefusesCallsItCannotMake)
+{
+    test::StandIn standIn;
+    zel_client* client = standIn.client();
+    const auto batch = test::makeBatch({{201, {1}}});
+    const auto empty = test::makeBatch({});
+    zel_outcome* outcome = nullptr;
+    zel_call* call = nullptr;
+    zel_submitter* submitter = nullptr;
+    int value = 0;
+    const char* noCommand[] = {nullptr};
+    EXPECT_EQ(zel_client_run(nullptr, batch.get(), 100, &outcome), -EINVAL);
+    EXPECT_EQ(zel_client_run(client, nullptr, 100, &outcome), -EINVAL);
+    EXPECT_EQ(zel_client_run(client, empty.get(), 100, &outcome), -EINVAL);
+    EXPECT_EQ(zel_client_run(client, batch.get(), 100, nullptr), -EINVAL);
+    EXPECT_EQ(zel_client_start(nullptr, batch.get(), 100, &call), -EINVAL);
+    EXPECT_EQ(zel_client_start(client, nullptr, 100, &call), -EINVAL);
+    EXPECT_EQ(zel_client_start(client, empty.get(), 100, &call), -EINVAL);
+    EXPECT_EQ(zel_client_start(client, batch.get(), 100, nullptr), -EINVAL);
+    EXPECT_EQ(zel_submitter_new(nullptr, 302, ZEL_POLICY_LATEST, 100, &submitter), -EINVAL);
+    EXPECT_EQ(zel_submitter_new(client, 106, ZEL_POLICY_LATEST, 100, &submitter), -EINVAL);
+    EXPECT_EQ(zel_submitter_new(client, 302, static_cast<zel_policy>(2), 100, &submitter), -EINVAL);
+    EXPECT_EQ(zel_submitter_new(client, 302, ZEL_POLICY_DROP, 100, nullptr), -EINVAL);
+    EXPECT_EQ(zel_client_read_setting(nullptr, ZEL_SETTING_BLACK, 100, &value), -EINVAL);
+    EXPECT_EQ(zel_client_read_setting(client, static_cast<zel_setting>(3), 100, &value), -EINVAL);
+    EXPECT_EQ(zel_client_read_setting(client, ZEL_SETTING_BLACK, 100, nullptr), -EINVAL);
+    EXPECT_EQ(zel_client_set_command(client, nullptr), -EINVAL);
+    EXPECT_EQ(zel_client_set_command(client, noCommand), -EINVAL);
+    EXPECT_EQ(zel_client_set_command(nullptr, noCommand), -EINVAL);
+    EXPECT_EQ(zel_client_set_root(nullptr, "/"), -EINVAL);
+    EXPECT_EQ(standIn.run({{201, {1}}}).get() != nullptr, true);
+    EXPECT_EQ(standIn.shown("calls"), "201 1\n");
+    EXPECT_STREQ(zel_kind_name(ZEL_KILLED), "killed");
+    EXPECT_EQ(zel_kind_name(static_cast<zel_kind>(ZEL_KILLED + 1)), nullptr);
 }
 
 TEST(Batch, RefusesWhatTheToolWouldBeforeAnythingRuns)

@@ -32,6 +32,9 @@ TEST(ReadSetting, ReadsOnlyWhatTheToolWrites)
         {ZEL_SETTING_BLACK, "etc/device/black.config", "BRIGHTNESS=256\n", 0, -1},
         {ZEL_SETTING_BLACK, "etc/device/black.config", "BRIGHTNESS=\n", 0, -1},
         {ZEL_SETTING_BLACK, "etc/device/black.config", "255\n", 0, -1},
+        {ZEL_SETTING_BLACK, "etc/device/black.config", "BRIGHTNESS=2555\n", 0, -1},
+        {ZEL_SETTING_BLACK, "etc/device/black.config", "BRIGHTNESS=2x\n", 0, -1},
+        {ZEL_SETTING_FAN_LEVEL, "etc/zel/fanLevel.config", "16\n", 0, -1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.file) + ": " + c.content);
@@ -43,6 +46,14 @@ TEST(ReadSetting, ReadsOnlyWhatTheToolWrites)
     }
     int value = -1;
     EXPECT_EQ(zel_client_read_setting(StandIn().client(), ZEL_SETTING_BLACK, 1000, &value), 0);
+    // Nobody but root writes these directories; still, a link is not followed
+    // and a FIFO in a file's place does not hang the reader.
+    StandIn odd;
+    ASSERT_EQ(::symlink("/etc/hostname", odd.path("etc/zel/fanMode.config").c_str()), 0);
+    EXPECT_EQ(zel_client_read_setting(odd.client(), ZEL_SETTING_FAN_MODE, 1000, &value), -ELOOP);
+    ASSERT_EQ(::mkfifo(odd.path("etc/zel/fanLevel.config").c_str(), 0644), 0);
+    EXPECT_EQ(zel_client_read_setting(odd.client(), ZEL_SETTING_FAN_LEVEL, 1000, &value), 0);
+    EXPECT_EQ(value, -1);
 }
 
 // A rewrite by a caller that is no client holds the file's own lock; a call
@@ -76,6 +87,11 @@ TEST(ReadPower, ReadsBothLinesFromThePinControlProgramsAnswer)
         {"502 print 21: op dl | lo\\n7: op dh | hi\\n", -EPROTO},
         {"502 print 7: op dl | lo\\n", -EPROTO},
         {"502 print 7: op dl | lo\\n21: op dh | hi\\nmore\\n", -EPROTO},
+        {"502 print 7 op dl | lo\\n21: op dh | hi\\n", -EPROTO},
+        {"502 print 7: op dl lo\\n21: op dh | hi\\n", -EPROTO},
+        {"502 print 7: op dl\\n| lo\\n21: op dh | hi\\n", -EPROTO},
+        {"502 print 7: op dl | xx\\n21: op dh | hi\\n", -EPROTO},
+        {"502 print 1: op dl | lo\\n21: op dh | hi\\n", -EPROTO},
         {"502 fail", -EIO},
     };
     for (const auto& c : cases) {

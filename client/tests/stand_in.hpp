@@ -15,6 +15,8 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -82,6 +84,29 @@ private:
     TempDirectory dir_;
     std::unique_ptr<zel_client, void (*)(zel_client*)> client_;
 };
+
+// Runs `body` in a forked child, whose changes (mounts, groups, closed
+// descriptors) stay there, and returns what it returned: -1000 when it said nothing.
+template <typename Body> int inChild(Body body)
+{
+    int fds[2];
+    if (::pipe(fds) != 0) {
+        return -1000;
+    }
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        const int result = body();
+        ::_exit(::write(fds[1], &result, sizeof result) == sizeof result ? 0 : 1);
+    }
+    ::close(fds[1]);
+    int result = -1000;
+    if (::read(fds[0], &result, sizeof result) != sizeof result) {
+        result = -1000;
+    }
+    ::close(fds[0]);
+    ::waitpid(pid, nullptr, 0);
+    return result;
+}
 
 // Holds flock `operation` on `path` until it goes.
 class HeldLock {

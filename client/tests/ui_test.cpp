@@ -22,6 +22,7 @@ bool readableWithin(int fd, int ms)
 TEST(Call, ReportsThroughItsDescriptorAndStopsWhenCancelled)
 {
     StandIn standIn("401 pulse 3000\n");
+    const long descriptors = test::openDescriptorCount();
     zel_call* call = nullptr;
     ASSERT_EQ(zel_client_start(standIn.client(), test::makeBatch({{401, {3000}}, {201, {1}}}).get(), 10000, &call), 0);
     EXPECT_FALSE(readableWithin(zel_call_fd(call), 200));
@@ -33,13 +34,41 @@ TEST(Call, ReportsThroughItsDescriptorAndStopsWhenCancelled)
     EXPECT_EQ(zel_outcome_kind(outcome), ZEL_TIMED_OUT);
     EXPECT_EQ(zel_outcome_group(outcome), 1);
     EXPECT_EQ(standIn.shown("ran"), "401 on\n401 off\n");
+    EXPECT_EQ(test::openDescriptorCount(), descriptors);
+}
+
+// A cancel reaches a call that waits for the board, or between two tries of a
+// locked settings file: it ends at once, and runs nothing more.
+TEST(Call, CancelEndsAWaitForALock)
+{
+    StandIn standIn("201 lock 1000\n");
+    const test::HeldLock other(standIn.lockPath(), LOCK_EX);
+    for (const char* lock : {"board", "settings file"}) {
+        SCOPED_TRACE(lock);
+        zel_call* call = nullptr;
+        const auto batch = test::makeBatch({{101, {0}}, {201, {1}}});
+        ASSERT_EQ(zel_client_start(standIn.client(), batch.get(), 10000, &call), 0);
+        EXPECT_FALSE(readableWithin(zel_call_fd(call), 300));
+        zel_call_cancel(call);
+        EXPECT_TRUE(readableWithin(zel_call_fd(call), 200));
+        zel_outcome* outcome = nullptr;
+        ASSERT_EQ(zel_call_finish(call, &outcome), 0);
+        EXPECT_EQ(zel_outcome_kind(test::Outcome(outcome).get()), ZEL_TIMED_OUT);
+        const std::string state = standIn.path("");
+        const char* argv[] = {ZEL_STAND_IN_PATH, state.c_str(), nullptr};
+        ASSERT_EQ(zel_client_set_command(standIn.client(), argv), 0);
+        ASSERT_EQ(zel_client_set_root(standIn.client(), "/nonexistent"), 0);
+    }
+    const std::string calls = standIn.shown("calls");
+    EXPECT_EQ(calls.substr(0, 12), "101 0|201 1\n");
+    EXPECT_EQ(calls.find("101", 1), std::string::npos);
 }
 
 // A slider sends its positions one call at a time and the last one always
 // lands; a button pressed during its own pulse is dropped, not queued.
 TEST(Submitter, LatestValueWinsAndPulsesAreDropped)
 {
-    StandIn standIn("302 pulse 50\n402 pulse 300\n");
+    StandIn standIn("302 pulse 100\n402 pulse 300\n");
     zel_submitter* slider = nullptr;
     ASSERT_EQ(zel_submitter_new(standIn.client(), 302, ZEL_POLICY_LATEST, 5000, &slider), 0);
     for (int brightness = 0; brightness <= 255; brightness += 5) {
@@ -54,6 +83,8 @@ TEST(Submitter, LatestValueWinsAndPulsesAreDropped)
     const std::string calls = standIn.shown("calls");
     EXPECT_EQ(calls.substr(calls.rfind('\n', calls.size() - 2) + 1), "302 255000 255\n");
     EXPECT_LT(std::count(calls.begin(), calls.end(), '\n'), 10);
+    const std::string sent = standIn.shown("ran");
+    EXPECT_EQ(sent.substr(sent.size() - 8), "302 off\n"); // waited for the last call to end
     zel_submitter_free(slider);
 
     zel_submitter* button = nullptr;
