@@ -4,6 +4,7 @@
 The protocol itself is proven by the C library's own tests."""
 import os
 import select
+import sys
 import tempfile
 import unittest
 
@@ -82,6 +83,29 @@ class ClientTest(unittest.TestCase):
         call = self.client.start([(402, 300)], timeout=0.1)
         self.assertEqual(select.select([call], [], [], 2.0)[0], [call])
         self.assertEqual(call.finish().kind, zel_client.Kind.TIMED_OUT)
+
+    def test_the_settings_screen_example(self):
+        """The example in client/examples runs as its README says, with no protocol code of its own."""
+        sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "..", "examples"))
+        import settings_screen
+        self.play("402 pulse 200\n502 print 7: op dh | hi\\n21: op dh | hi\\n\n")
+        screen = settings_screen.SettingsScreen(self.client)
+        self.assertEqual(screen.refresh(), {"fanMode": None, "fanLevel": None, "black": None})
+        self.assertTrue(screen.set_fan(1, 4))
+        for brightness in range(0, 256, 51):
+            screen.drag_brightness(brightness)
+        screen.press()
+        screen.press()
+        self.assertTrue(screen.set_power(True))
+        self.assertEqual(screen.power(), (True, True))
+        screen.close()
+        calls = self.shown("calls").splitlines()
+        self.assertEqual([call for call in calls if call.startswith("302")][-1], "302 255000 255")
+        self.assertEqual(calls[-2:], ["501 1", "502"])
+        self.assertEqual(self.shown("ran").count("402 on"), 1)
+        self.play("201 fail\n")
+        self.assertFalse(screen.set_fan(0, 0))
+        self.assertEqual(screen.status, "FAILED: zel_exec: command[1] id=201 execution: write: Invalid argument")
 
 
 if __name__ == "__main__":
