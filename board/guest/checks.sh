@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 The zel_exec developers
 # SPDX-License-Identifier: MIT
 # The board checks of the zel-exec package on the simulated board, run as
-# root by /init: installed with apt, sudo set up as the README says, every
+# root by /init: installed with apt, sudo set up as docs/INSTALL.md says, every
 # batch run as the front-end user "front" (umask 077) through sudo -n, the
 # outcome read back from sysfs and the board module's record. The table runs
 # in order, each case on the board state the earlier ones left:
@@ -208,7 +208,7 @@ run_table() {
     flush_row
 }
 run_table <<'EOF'
-== the package, installed with apt, makes the system group zel (a bare program: by hand); sudo set up as the README says
+== the package, installed with apt, makes the system group zel (a bare program: by hand); sudo set up as docs/INSTALL.md says
 cd /board/run && { test -f zel_exec || apt install -y ./*.deb >/tmp/apt.log 2>&1 || { cat /tmp/apt.log; false; }; }
 test ! -f /board/run/zel_exec || { install -m 0755 /board/run/zel_exec /usr/bin && install -m 0440 /board/run/zel_exec.sudoers /etc/sudoers.d/zel_exec && groupadd --system zel; }
 stat -c '%U:%G %a %n' /usr/bin/zel_exec /etc/sudoers.d/zel_exec | joined => root:root 755 /usr/bin/zel_exec; root:root 440 /etc/sudoers.d/zel_exec
