@@ -245,8 +245,30 @@ class Call:
         return _take_outcome(outcome)
 
 
-class Submitter:
+class _Handle:
+    """A C object of the library, freed by close(), at the end of a with block, or when collected."""
+    _pointer = None
+    _free = None
+
+    def close(self):
+        """Frees the C object; a submitter sends what is pending and waits for it first."""
+        if self._pointer:
+            type(self)._free(self._pointer)
+            self._pointer = None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def __del__(self):
+        self.close()
+
+
+class Submitter(_Handle):
     """One command sent from a UI control, at most one call in flight."""
+    _free = staticmethod(_submitter_free)
 
     def __init__(self, client, identifier, policy, timeout):
         self._client = client  # the C submitter uses the client until it is closed
@@ -268,25 +290,12 @@ class Submitter:
         _check(_submitter_wait(self._pointer, ctypes.byref(outcome)))
         return _take_outcome(outcome) if outcome.value else None
 
-    def close(self):
-        """Sends what is pending, waits for it, and frees the submitter."""
-        if self._pointer:
-            _submitter_free(self._pointer)
-            self._pointer = None
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.close()
-
-    def __del__(self):
-        self.close()
 
 
-class Client:
+class Client(_Handle):
     """How to reach the board. command replaces sudo and the tool (a stand-in for tests); root is a
     directory that stands for / when the board's lock file and settings files are looked for."""
+    _free = staticmethod(_client_free)
 
     def __init__(self, command=None, root=None):
         self._pointer = _client_new()
@@ -340,16 +349,3 @@ class Client:
         """A submitter for a button: a value that comes while a call is in flight is dropped."""
         return Submitter(self, identifier, _POLICY_DROP, timeout)
 
-    def close(self):
-        if self._pointer:
-            _client_free(self._pointer)
-            self._pointer = None
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.close()
-
-    def __del__(self):
-        self.close()
