@@ -93,7 +93,6 @@ TEST(Submitter, LatestValueWinsAndPulsesAreDropped)
     EXPECT_EQ(zel_submitter_submit(button, &pulse, 1), 1);
     EXPECT_EQ(zel_submitter_submit(button, &pulse, 1), 0);
     zel_submitter_free(button);
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), '4'), 0);
     const std::string ran = standIn.shown("ran");
     EXPECT_EQ(ran.substr(ran.find("402")), "402 on\n402 off\n");
 }
