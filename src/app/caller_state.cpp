@@ -12,7 +12,6 @@
 #include <cstring>
 
 #include <fcntl.h>
-#include <linux/ioprio.h>
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -61,6 +60,11 @@ constexpr Limit kBootLimits[] = {
 // The kernel's default timer slack; 0 would give back the caller's.
 constexpr unsigned long kBootTimerSlackNs = 50000;
 constexpr char kBootOomScore[] = "0";
+// ioprio_set's "this process" and the priority of class none, level 0, the one a process started at
+// boot has. Not from <linux/ioprio.h>: newer kernels' copies define an inline function with a
+// parameter named "class", which no C++ compiler takes.
+constexpr int kIoprioWhoProcess = 1;
+constexpr int kIoprioClassNone = 0;
 
 // Returns whether the limit is the boot one now. Setting it fails only where
 // its hard limit cannot be raised, and then the soft one goes as far as it can.
@@ -99,7 +103,7 @@ void resetScheduling()
     const sched_param normal{};
     ignoreResult(::sched_setscheduler(0, SCHED_OTHER, &normal));
     ignoreResult(::setpriority(PRIO_PROCESS, 0, 0));
-    ignoreResult(::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, IOPRIO_PRIO_VALUE(IOPRIO_CLASS_NONE, 0)));
+    ignoreResult(::syscall(SYS_ioprio_set, kIoprioWhoProcess, 0, kIoprioClassNone));
     // Every CPU there is: the kernel keeps those the process may use.
     cpu_set_t everyCpu;
     std::memset(&everyCpu, 0xff, sizeof everyCpu);
