@@ -168,6 +168,20 @@ static int run_once(const struct zel_client *client, const struct zel_batch *bat
     return error;
 }
 
+/* The refusal that a retry stopped at the deadline leaves as it was: the group
+   did not run again before the lock or the deadline let it. */
+static int keep_refusal(struct zel_outcome *outcome, const struct zel_batch *batch, size_t refused,
+                        const struct text *refusal)
+{
+    outcome->kind = ZEL_BUSY;
+    outcome->group = (int)refused + 1;
+    outcome->command = batch->groups[refused].command->id;
+    outcome->status = 74;
+    outcome->signal = 0;
+    outcome->message.length = 0;
+    return text_append(&outcome->message, refusal->data, refusal->length);
+}
+
 /* A settings group refused for its file's lock ran nothing: the call resumes
    there, so that no group before it runs twice. */
 static int run_groups(const struct zel_client *client, const struct zel_batch *batch, long long deadline_ms,
@@ -176,24 +190,39 @@ static int run_groups(const struct zel_client *client, const struct zel_batch *b
     unsigned long long seed = (unsigned long long)now_ms() ^ ((unsigned long long)getpid() << 32) ^ (uintptr_t)outcome;
     long backoff = FIRST_BACKOFF_MS;
     size_t first = 0;
+    struct text refusal = {NULL, 0};
+    int error = 0;
     for (;;) {
         bool lock_refused;
-        const int error = run_once(client, batch, first, deadline_ms, cancel_fd, outcome, &lock_refused);
+        error = run_once(client, batch, first, deadline_ms, cancel_fd, outcome, &lock_refused);
+        if (!error && refusal.data && outcome->kind == ZEL_TIMED_OUT && outcome->group == (int)first &&
+            now_ms() >= deadline_ms) {
+            error = keep_refusal(outcome, batch, first, &refusal);
+            break;
+        }
         if (error || !lock_refused) {
-            return error;
+            break;
         }
         first = (size_t)outcome->group - 1;
+        refusal.length = 0;
+        if ((error = text_append(&refusal, outcome->message.data, outcome->message.length)) != 0) {
+            break;
+        }
         const long long resume = now_ms() + backoff / 2 + (long)(next_random(&seed) % (unsigned long)backoff);
         backoff = backoff * 2 < LONGEST_BACKOFF_MS ? backoff * 2 : LONGEST_BACKOFF_MS;
         if (resume >= deadline_ms) {
             outcome->kind = ZEL_BUSY;
-            return 0;
+            break;
         }
         if (wait_until(resume, cancel_fd)) {
+            /* Stopped between two tries: what ran last is the group before the refused one. */
             outcome->kind = ZEL_TIMED_OUT;
-            return 0;
+            outcome->group = (int)first;
+            break;
         }
     }
+    free(refusal.data);
+    return error;
 }
 
 int run_until(const struct zel_client *client, const struct zel_batch *batch, long long deadline_ms, int cancel_fd,

@@ -46,6 +46,8 @@ TEST(Run, TellsEachOutcomeWithItsGroupCommandAndFirstLine)
          "sudo: /usr/bin/zel_exec: command not found"},
         {"201 exit 1 no sudo here\\n", ZEL_INTERNAL, 1, 0, 0, 0, ""},
         {"201 die 9", ZEL_KILLED, -1, 9, 0, 0, ""},
+        {"201 exit 74 zel_exec: command[9] id=201 execution: x\\n", ZEL_FAILED, 74, 0, 0, 201,
+         "zel_exec: command[9] id=201 execution: x"},
         {"201 die 15 zel_exec: command[2] id=201 execution: x\\n", ZEL_KILLED, -1, 15, 2, 201,
          "zel_exec: command[2] id=201 execution: x"},
     };
@@ -82,7 +84,8 @@ TEST(Run, SaysWhySudoRefused)
     } cases[] = {
         {"", 0, {}, 0, ZEL_REASON_NOT_IN_GROUP},
         {"zel:x:990:\n", 0, {}, 0, ZEL_REASON_NOT_IN_GROUP},
-        {"zel:x:990:daemon,root\n", 0, {}, 0, ZEL_REASON_MEMBERSHIP_NOT_EFFECTIVE},
+        {"zel:x:990:daemon\n", 0, {}, 0, ZEL_REASON_NOT_IN_GROUP},
+        {"zel:x:990:daemon,root\n", 0, {4}, 0, ZEL_REASON_MEMBERSHIP_NOT_EFFECTIVE},
         {"zel:x:990:\n", 990, {}, 0, ZEL_REASON_MEMBERSHIP_NOT_EFFECTIVE},
         {"zel:x:990:root\n", 0, {4, 990}, 0, ZEL_REASON_NO_RULE},
         {"zel:x:990:\n", 0, {}, 990, ZEL_REASON_NO_RULE},
@@ -133,7 +136,7 @@ TEST(Run, RetriesOnlyTheLocksOwnRefusalAndEndsBusyAtTheDeadline)
     StandIn locked("202 lock 1000\n");
     const auto start = std::chrono::steady_clock::now();
     const test::Outcome busy = locked.run({{101, {0}}, {202, {3}}}, 300);
-    EXPECT_LT(test::secondsSince(start), 0.45);
+    EXPECT_LT(test::secondsSince(start), 1.5); // the deadline and a retry it stopped, not the next tries
     EXPECT_EQ(zel_outcome_kind(busy.get()), ZEL_BUSY);
     EXPECT_EQ(zel_outcome_group(busy.get()), 2);
     EXPECT_EQ(zel_outcome_command(busy.get()), 202);
@@ -154,7 +157,7 @@ TEST(Run, StopsAtTheDeadlineWithOneTerm)
     StandIn standIn("401 pulse 5000\n");
     const auto start = std::chrono::steady_clock::now();
     const test::Outcome outcome = standIn.run({{101, {0}}, {401, {5000}}, {201, {1}}}, 300);
-    EXPECT_LT(test::secondsSince(start), 1.0);
+    EXPECT_LT(test::secondsSince(start), 2.0); // not the 5 s pulse
     EXPECT_EQ(zel_outcome_kind(outcome.get()), ZEL_TIMED_OUT);
     EXPECT_EQ(zel_outcome_signal(outcome.get()), SIGTERM);
     EXPECT_EQ(zel_outcome_group(outcome.get()), 2);
@@ -171,7 +174,7 @@ TEST(Run, KillsAfterTheWorstCaseAndNeverWaitsForTheStreams)
     const test::Outcome outcome = standIn.run({{104, {0}}}, 200);
     const double seconds = test::secondsSince(start);
     EXPECT_GT(seconds, 0.2 + 0.8 + 0.4); // the deadline, 104's two exports and the margin
-    EXPECT_LT(seconds, 2.0);
+    EXPECT_LT(seconds, 3.0);             // not the 10 s that the streams stay held
     EXPECT_EQ(zel_outcome_kind(outcome.get()), ZEL_TIMED_OUT);
     EXPECT_EQ(zel_outcome_signal(outcome.get()), SIGKILL);
 }

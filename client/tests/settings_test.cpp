@@ -35,6 +35,9 @@ TEST(ReadSetting, ReadsOnlyWhatTheToolWrites)
         {ZEL_SETTING_BLACK, "etc/device/black.config", "BRIGHTNESS=2555\n", 0, -1},
         {ZEL_SETTING_BLACK, "etc/device/black.config", "BRIGHTNESS=2x\n", 0, -1},
         {ZEL_SETTING_FAN_LEVEL, "etc/zel/fanLevel.config", "16\n", 0, -1},
+        {ZEL_SETTING_FAN_LEVEL, "etc/zel/fanLevel.config", "7\n", 0, -1},
+        {ZEL_SETTING_BLACK, "etc/device/black.config", "BRIGHTNESX=255\n", 0, -1},
+        {ZEL_SETTING_BLACK, "etc/device/black.config", "BRIGHTNESS=199\n", 1, 199},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.file) + ": " + c.content);
@@ -92,6 +95,7 @@ TEST(ReadPower, ReadsBothLinesFromThePinControlProgramsAnswer)
         {"502 print 7: op dl\\n| lo\\n21: op dh | hi\\n", -EPROTO},
         {"502 print 7: op dl | xx\\n21: op dh | hi\\n", -EPROTO},
         {"502 print 1: op dl | lo\\n21: op dh | hi\\n", -EPROTO},
+        {"502 print 7: op dl | lo\\n21: op dh | hi", -EPROTO},
         {"502 fail", -EIO},
     };
     for (const auto& c : cases) {

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "stand_in.hpp"
 
+#include <cstdio>
+
 #include <poll.h>
 
 #include <gtest/gtest.h>
@@ -17,15 +19,34 @@ bool readableWithin(int fd, int ms)
     return ::poll(&ready, 1, ms) == 1;
 }
 
-// An event loop polls the call's descriptor and never blocks; a cancel stops
-// the call as its deadline would.
+// The descriptors that a program the front-end starts gets: its own, and what
+// the front-end left open without close-on-exec.
+std::string descriptorsOfAProgram()
+{
+    std::string seen;
+    FILE* program = ::popen("ls /proc/self/fd", "r");
+    char line[64];
+    while (program != nullptr && std::fgets(line, sizeof line, program) != nullptr) {
+        seen += line;
+    }
+    if (program != nullptr) {
+        ::pclose(program);
+    }
+    return seen;
+}
+
+// An event loop polls the call's descriptor and never blocks; a program the
+// front-end starts meanwhile inherits none of the call's; a cancel stops the
+// call as its deadline would.
 TEST(Call, ReportsThroughItsDescriptorAndStopsWhenCancelled)
 {
     StandIn standIn("401 pulse 3000\n");
     const long descriptors = test::openDescriptorCount();
+    const std::string inherited = descriptorsOfAProgram();
     zel_call* call = nullptr;
     ASSERT_EQ(zel_client_start(standIn.client(), test::makeBatch({{401, {3000}}, {201, {1}}}).get(), 10000, &call), 0);
     EXPECT_FALSE(readableWithin(zel_call_fd(call), 200));
+    EXPECT_EQ(descriptorsOfAProgram(), inherited);
     zel_call_cancel(call);
     EXPECT_TRUE(readableWithin(zel_call_fd(call), 1000));
     zel_outcome* outcome = nullptr;
@@ -45,6 +66,7 @@ TEST(Call, CancelEndsAWaitForALock)
     const test::HeldLock other(standIn.lockPath(), LOCK_EX);
     for (const char* lock : {"board", "settings file"}) {
         SCOPED_TRACE(lock);
+        const bool board = std::string(lock) == "board";
         zel_call* call = nullptr;
         const auto batch = test::makeBatch({{101, {0}}, {201, {1}}});
         ASSERT_EQ(zel_client_start(standIn.client(), batch.get(), 10000, &call), 0);
@@ -53,7 +75,14 @@ TEST(Call, CancelEndsAWaitForALock)
         EXPECT_TRUE(readableWithin(zel_call_fd(call), 200));
         zel_outcome* outcome = nullptr;
         ASSERT_EQ(zel_call_finish(call, &outcome), 0);
-        EXPECT_EQ(zel_outcome_kind(test::Outcome(outcome).get()), ZEL_TIMED_OUT);
+        const test::Outcome cancelled(outcome);
+        EXPECT_EQ(zel_outcome_kind(cancelled.get()), ZEL_TIMED_OUT);
+        // Waiting for the board, nothing started; between the tries of the
+        // settings file, or in one, the group before it had run.
+        EXPECT_EQ(zel_outcome_group(cancelled.get()), board ? 0 : 1);
+        if (board) {
+            EXPECT_EQ(zel_outcome_signal(cancelled.get()), 0) << "a tool started";
+        }
         const std::string state = standIn.path("");
         const char* argv[] = {ZEL_STAND_IN_PATH, state.c_str(), nullptr};
         ASSERT_EQ(zel_client_set_command(standIn.client(), argv), 0);
@@ -71,7 +100,12 @@ TEST(Submitter, LatestValueWinsAndPulsesAreDropped)
     StandIn standIn("302 pulse 100\n402 pulse 300\n");
     zel_submitter* slider = nullptr;
     ASSERT_EQ(zel_submitter_new(standIn.client(), 302, ZEL_POLICY_LATEST, 5000, &slider), 0);
-    for (int brightness = 0; brightness <= 255; brightness += 5) {
+    const int first[] = {0, 0};
+    ASSERT_EQ(zel_submitter_submit(slider, first, 2), 1);
+    while (standIn.shown("ran") == "(none)") {
+        ::usleep(1000);
+    }
+    for (int brightness = 5; brightness <= 255; brightness += 5) {
         const int args[] = {brightness * 1000, brightness};
         ASSERT_EQ(zel_submitter_submit(slider, args, 2), 1);
     }
