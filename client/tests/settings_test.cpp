@@ -3,6 +3,7 @@
 #include "stand_in.hpp"
 
 #include <cerrno>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -67,12 +68,20 @@ TEST(ReadSetting, WaitsForWritersUntilItsDeadline)
     const std::string file = standIn.path("etc/zel/fanMode.config");
     ASSERT_TRUE(test::writeFile(file, "1\n"));
     int value = -1;
+    const std::string inherited = test::descriptorsOfAProgram();
     for (const std::string& locked : {file, standIn.lockPath()}) {
         SCOPED_TRACE(locked);
         const test::HeldLock writer(locked, LOCK_EX);
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(zel_client_read_setting(standIn.client(), ZEL_SETTING_FAN_MODE, 100, &value), -ETIMEDOUT);
-        EXPECT_GT(test::secondsSince(start), 0.09);
+        std::thread reading([&] {
+            EXPECT_EQ(zel_client_read_setting(standIn.client(), ZEL_SETTING_FAN_MODE, 300, &value), -ETIMEDOUT);
+        });
+        // A program that the front-end starts meanwhile would hold the read's
+        // shared lock for as long as it lives, and every save would fail.
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_EQ(test::descriptorsOfAProgram(), inherited);
+        reading.join();
+        EXPECT_GT(test::secondsSince(start), 0.29);
     }
     const test::HeldLock reader(standIn.lockPath(), LOCK_SH);
     EXPECT_EQ(zel_client_read_setting(standIn.client(), ZEL_SETTING_FAN_MODE, 100, &value), 1);

@@ -6,6 +6,7 @@
 #include "zel_client.h"
 
 #include <chrono>
+#include <cstdio>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -120,5 +121,21 @@ public:
 private:
     int fd_;
 };
+
+// The descriptors that a program the front-end starts gets: its own, and what
+// the front-end left open without close-on-exec.
+inline std::string descriptorsOfAProgram()
+{
+    std::string seen;
+    FILE* program = ::popen("ls /proc/self/fd", "r");
+    char line[64];
+    while (program != nullptr && std::fgets(line, sizeof line, program) != nullptr) {
+        seen += line;
+    }
+    if (program != nullptr) {
+        ::pclose(program);
+    }
+    return seen;
+}
 
 } // namespace zel::test

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "stand_in.hpp"
 
-#include <cstdio>
-
 #include <poll.h>
 
 #include <gtest/gtest.h>
@@ -19,22 +17,6 @@ bool readableWithin(int fd, int ms)
     return ::poll(&ready, 1, ms) == 1;
 }
 
-// The descriptors that a program the front-end starts gets: its own, and what
-// the front-end left open without close-on-exec.
-std::string descriptorsOfAProgram()
-{
-    std::string seen;
-    FILE* program = ::popen("ls /proc/self/fd", "r");
-    char line[64];
-    while (program != nullptr && std::fgets(line, sizeof line, program) != nullptr) {
-        seen += line;
-    }
-    if (program != nullptr) {
-        ::pclose(program);
-    }
-    return seen;
-}
-
 // An event loop polls the call's descriptor and never blocks; a program the
 // front-end starts meanwhile inherits none of the call's; a cancel stops the
 // call as its deadline would.
@@ -42,11 +24,11 @@ TEST(Call, ReportsThroughItsDescriptorAndStopsWhenCancelled)
 {
     StandIn standIn("401 pulse 3000\n");
     const long descriptors = test::openDescriptorCount();
-    const std::string inherited = descriptorsOfAProgram();
+    const std::string inherited = test::descriptorsOfAProgram();
     zel_call* call = nullptr;
     ASSERT_EQ(zel_client_start(standIn.client(), test::makeBatch({{401, {3000}}, {201, {1}}}).get(), 10000, &call), 0);
     EXPECT_FALSE(readableWithin(zel_call_fd(call), 200));
-    EXPECT_EQ(descriptorsOfAProgram(), inherited);
+    EXPECT_EQ(test::descriptorsOfAProgram(), inherited);
     zel_call_cancel(call);
     EXPECT_TRUE(readableWithin(zel_call_fd(call), 1000));
     zel_outcome* outcome = nullptr;
