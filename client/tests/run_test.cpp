@@ -131,17 +131,32 @@ TEST(Run, ResumesALockRefusalAtItsGroupWithoutRepeatingWhatRan)
     EXPECT_EQ(standIn.shown("ran"), "402 on\n402 off\n201 1\n202 3\n");
 }
 
+// Busy whether the deadline falls between two tries or stops one before the
+// refused group ran again: the outcome is the last refusal, never a time-out.
 TEST(Run, RetriesOnlyTheLocksOwnRefusalAndEndsBusyAtTheDeadline)
 {
-    StandIn locked("202 lock 1000\n");
-    const auto start = std::chrono::steady_clock::now();
-    const test::Outcome busy = locked.run({{101, {0}}, {202, {3}}}, 300);
-    EXPECT_LT(test::secondsSince(start), 1.5); // the deadline and a retry it stopped, not the next tries
-    EXPECT_EQ(zel_outcome_kind(busy.get()), ZEL_BUSY);
-    EXPECT_EQ(zel_outcome_group(busy.get()), 2);
-    EXPECT_EQ(zel_outcome_command(busy.get()), 202);
-    EXPECT_EQ(zel_outcome_status(busy.get()), 74);
-    EXPECT_EQ(locked.shown("ran"), "101 0\n");
+    const struct {
+        const char* play;
+        const char* refusal; // numbered in the try that was refused
+    } cases[] = {
+        {"202 lock 1000\n", "command[1]"},
+        {"202 lock 1000 400\n", "command[2]"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.play);
+        StandIn locked(c.play);
+        const auto start = std::chrono::steady_clock::now();
+        const test::Outcome busy = locked.run({{101, {0}}, {202, {3}}}, 300);
+        EXPECT_LT(test::secondsSince(start), 1.5); // the deadline and a retry it stopped, not the next tries
+        EXPECT_EQ(zel_outcome_kind(busy.get()), ZEL_BUSY);
+        EXPECT_EQ(zel_outcome_group(busy.get()), 2);
+        EXPECT_EQ(zel_outcome_command(busy.get()), 202);
+        EXPECT_EQ(zel_outcome_status(busy.get()), 74);
+        EXPECT_EQ(std::string(zel_outcome_message(busy.get())),
+                  "zel_exec: " + std::string(c.refusal) +
+                      " id=202 execution: lock/truncate fanLevel.config: Resource temporarily unavailable");
+        EXPECT_EQ(locked.shown("ran"), "101 0\n");
+    }
 
     // The same text for a command that saves nothing is a failure like any other.
     StandIn other("101 exit 74 zel_exec: command[1] id=101 execution: lock/truncate fanMode.config: "

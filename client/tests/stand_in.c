@@ -6,7 +6,9 @@
  * to DIR/start, every signal it gets to DIR/signals, and each group it runs to
  * DIR/ran. DIR/play says what a command id does instead of running at once,
  * one line each, "ID ACTION [NUMBER [TEXT]]":
- *   lock N          the first N runs fail with the settings store's lock refusal
+ *   lock N [MS]     the first N runs fail with the settings store's lock refusal,
+ *                   each after the first once it has waited MS, which a stop
+ *                   signal ends before the group runs
  *   fail            fails with a one-line diagnostic
  *   pulse MS        "ID on", a wait that a stop signal ends early, "ID off"
  *   hang            ignores SIGTERM and waits for good, its streams handed to a
@@ -152,7 +154,9 @@ static const char* settings_file(int id)
     return id == 201 ? "fanMode.config" : id == 202 ? "fanLevel.config" : "black.config";
 }
 
-/* Runs group k; returns the exit status that ends the batch, or -1 to go on. */
+/* Runs group k; returns the exit status that ends the batch, -1 to go on, or
+   STOPPED_BEFORE when a stop signal came before the group ran. */
+enum { STOPPED_BEFORE = -2 };
 static int run_group(int k, const char* group)
 {
     const int id = atoi(group);
@@ -164,6 +168,12 @@ static int run_group(int k, const char* group)
         return -1;
     }
     if (!strcmp(action, "lock") && refusals(id, 0) < number) {
+        if (refusals(id, 0) > 0) {
+            sleep_ms(atol(text), 1);
+            if (stop_signal) {
+                return STOPPED_BEFORE;
+            }
+        }
         refusals(id, 1);
         fprintf(stderr, "zel_exec: command[%d] id=%d execution: lock/truncate %s: Resource temporarily unavailable\n",
                 k, id, settings_file(id));
@@ -230,6 +240,9 @@ int main(int argc, char** argv)
     int k = 3;
     for (; k < argc && !stop_signal; ++k) {
         const int status = run_group(k - 2, argv[k]);
+        if (status == STOPPED_BEFORE) {
+            break;
+        }
         if (status >= 0) {
             return status;
         }
