@@ -11,7 +11,8 @@
  *                   signal ends before the group runs
  *   fail            fails with a one-line diagnostic
  *   pulse MS        "ID on", a wait that a stop signal ends early, "ID off"
- *   hang            ignores SIGTERM and waits for good, its streams handed to a
+ *   hang            ignores SIGTERM and waits a minute (a client that never
+ *                   kills it leaves it no longer), its streams handed to a
  *                   child of its own that outlives it
  *   exit N TEXT     writes TEXT ("\n": line feed) to standard error, exits N
  *   die N TEXT      writes TEXT to standard error, ends by signal N
@@ -199,9 +200,8 @@ static int run_group(int k, const char* group)
             sleep_ms(10000, 0);
             _exit(0);
         }
-        for (;;) {
-            pause();
-        }
+        sleep_ms(60000, 0);
+        _exit(0);
     }
     if (!strcmp(action, "pulse")) {
         snprintf(line, sizeof line, "%d on\n", id);
