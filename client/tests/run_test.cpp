@@ -194,19 +194,35 @@ TEST(Run, KillsAfterTheWorstCaseAndNeverWaitsForTheStreams)
     EXPECT_EQ(zel_outcome_signal(outcome.get()), SIGKILL);
 }
 
-// A daemon may start with its standard streams closed: the call's pipes then
-// get the lowest descriptors, and must still become the command's streams.
+// A daemon may start with its standard streams closed: the call's own
+// descriptors (the board's lock, its pipes) then get the lowest numbers; the
+// command's streams must still be its pipes, and each of them is given back.
 TEST(Run, KeepsTheCommandsStreamsWhenTheCallersAreClosed)
 {
     StandIn standIn("101 print hi\\n\n201 fail\n");
+    const auto batch = test::makeBatch({{101, {0}}, {201, {1}}});
     EXPECT_EQ(test::inChild([&] {
                   ::close(STDIN_FILENO);
                   ::close(STDOUT_FILENO);
                   ::close(STDERR_FILENO);
-                  const test::Outcome outcome = standIn.run({{101, {0}}, {201, {1}}});
-                  return test::outStream(outcome.get()) == "hi\n" &&
-                         std::string(zel_outcome_message(outcome.get())) ==
-                             "zel_exec: command[2] id=201 execution: write: Invalid argument";
+                  const long descriptors = test::openDescriptorCount();
+                  zel_outcome* run = nullptr;
+                  zel_outcome* finished = nullptr;
+                  zel_call* call = nullptr;
+                  if (zel_client_run(standIn.client(), batch.get(), 10000, &run) != 0 ||
+                      zel_client_start(standIn.client(), batch.get(), 10000, &call) != 0 ||
+                      zel_call_finish(call, &finished) != 0) {
+                      return 0;
+                  }
+                  bool kept = test::openDescriptorCount() == descriptors;
+                  const test::Outcome outcomes[] = {test::Outcome(run), test::Outcome(finished)};
+                  for (const test::Outcome& outcome : outcomes) {
+                      kept = kept && zel_outcome_serialised(outcome.get()) &&
+                             test::outStream(outcome.get()) == "hi\n" &&
+                             std::string(zel_outcome_message(outcome.get())) ==
+                                 "zel_exec: command[2] id=201 execution: write: Invalid argument";
+                  }
+                  return kept ? 1 : 0;
               }),
               1);
 }
