@@ -46,8 +46,8 @@ TEST(Run, TellsEachOutcomeWithItsGroupCommandAndFirstLine)
          "sudo: /usr/bin/zel_exec: command not found"},
         {"201 exit 1 no sudo here\\n", ZEL_INTERNAL, 1, 0, 0, 0, ""},
         {"201 die 9", ZEL_KILLED, -1, 9, 0, 0, ""},
-        {"201 exit 74 zel_exec: command[9] id=201 execution: x\\n", ZEL_FAILED, 74, 0, 0, 201,
-         "zel_exec: command[9] id=201 execution: x"},
+        {"201 exit 74 zel_exec: command[19] id=201 execution: x\\n", ZEL_FAILED, 74, 0, 0, 201,
+         "zel_exec: command[19] id=201 execution: x"},
         {"201 die 15 zel_exec: command[2] id=201 execution: x\\n", ZEL_KILLED, -1, 15, 2, 201,
          "zel_exec: command[2] id=201 execution: x"},
     };
@@ -185,6 +185,7 @@ TEST(Run, StopsAtTheDeadlineWithOneTerm)
 TEST(Run, KillsAfterTheWorstCaseAndNeverWaitsForTheStreams)
 {
     StandIn standIn("104 hang\n");
+    const long descriptors = test::openDescriptorCount();
     const auto start = std::chrono::steady_clock::now();
     const test::Outcome outcome = standIn.run({{104, {0}}}, 200);
     const double seconds = test::secondsSince(start);
@@ -192,6 +193,7 @@ TEST(Run, KillsAfterTheWorstCaseAndNeverWaitsForTheStreams)
     EXPECT_LT(seconds, 3.0);             // not the 10 s that the streams stay held
     EXPECT_EQ(zel_outcome_kind(outcome.get()), ZEL_TIMED_OUT);
     EXPECT_EQ(zel_outcome_signal(outcome.get()), SIGKILL);
+    EXPECT_EQ(test::openDescriptorCount(), descriptors) << "the streams still held are closed all the same";
 }
 
 // A daemon may start with its standard streams closed: the call's own
