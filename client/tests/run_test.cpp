@@ -197,11 +197,13 @@ TEST(Run, KillsAfterTheWorstCaseAndNeverWaitsForTheStreams)
 }
 
 // A daemon may start with its standard streams closed: the call's own
-// descriptors (the board's lock, its pipes) then get the lowest numbers; the
-// command's streams must still be its pipes, and each of them is given back.
+// descriptors (the board's lock, its pipes, a settings file) then get the
+// lowest numbers; the command's streams must still be its pipes, and each of
+// them is given back.
 TEST(Run, KeepsTheCommandsStreamsWhenTheCallersAreClosed)
 {
     StandIn standIn("101 print hi\\n\n201 fail\n");
+    ASSERT_TRUE(test::writeFile(standIn.path("etc/zel/fanMode.config"), "1\n"));
     const auto batch = test::makeBatch({{101, {0}}, {201, {1}}});
     EXPECT_EQ(test::inChild([&] {
                   ::close(STDIN_FILENO);
@@ -211,7 +213,9 @@ TEST(Run, KeepsTheCommandsStreamsWhenTheCallersAreClosed)
                   zel_outcome* run = nullptr;
                   zel_outcome* finished = nullptr;
                   zel_call* call = nullptr;
-                  if (zel_client_run(standIn.client(), batch.get(), 10000, &run) != 0 ||
+                  int mode = -1;
+                  if (zel_client_read_setting(standIn.client(), ZEL_SETTING_FAN_MODE, 1000, &mode) != 1 || mode != 1 ||
+                      zel_client_run(standIn.client(), batch.get(), 10000, &run) != 0 ||
                       zel_client_start(standIn.client(), batch.get(), 10000, &call) != 0 ||
                       zel_call_finish(call, &finished) != 0) {
                       return 0;

@@ -100,7 +100,7 @@ TEST(ReadPower, ReadsBothLinesFromThePinControlProgramsAnswer)
         {"502 print 7: op dl | lo\\n", -EPROTO},
         {"502 print 7: op dl | lo\\n21: op dh | hi\\nmore\\n", -EPROTO},
         {"502 print 7 op dl | lo\\n21: op dh | hi\\n", -EPROTO},
-        {"502 print 7: op dl lo\\n21: op dh | hi\\n", -EPROTO},
+        {"502 print 7: op dl lo\\n21: op dh hi\\n", -EPROTO},
         {"502 print 7: op dl\\n| lo\\n21: op dh | hi\\n", -EPROTO},
         {"502 print 7: op dl | xx\\n21: op dh | hi\\n", -EPROTO},
         {"502 print 1: op dl | lo\\n21: op dh | hi\\n", -EPROTO},

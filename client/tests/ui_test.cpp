@@ -64,6 +64,7 @@ TEST(Call, CancelEndsAWaitForALock)
         EXPECT_EQ(zel_outcome_group(cancelled.get()), board ? 0 : 1);
         if (board) {
             EXPECT_EQ(zel_outcome_signal(cancelled.get()), 0) << "a tool started";
+            EXPECT_EQ(zel_outcome_status(cancelled.get()), -1) << "a tool ended";
         }
         const std::string state = standIn.path("");
         const char* argv[] = {ZEL_STAND_IN_PATH, state.c_str(), nullptr};
