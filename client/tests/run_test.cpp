@@ -199,38 +199,44 @@ TEST(Run, KillsAfterTheWorstCaseAndNeverWaitsForTheStreams)
 // A daemon may start with its standard streams closed: the call's own
 // descriptors (the board's lock, its pipes, a settings file) then get the
 // lowest numbers; the command's streams must still be its pipes, and each of
-// them is given back.
+// them is given back. Without the lock file, a settings file gets 0.
 TEST(Run, KeepsTheCommandsStreamsWhenTheCallersAreClosed)
 {
     StandIn standIn("101 print hi\\n\n201 fail\n");
     ASSERT_TRUE(test::writeFile(standIn.path("etc/zel/fanMode.config"), "1\n"));
     const auto batch = test::makeBatch({{101, {0}}, {201, {1}}});
-    EXPECT_EQ(test::inChild([&] {
-                  ::close(STDIN_FILENO);
-                  ::close(STDOUT_FILENO);
-                  ::close(STDERR_FILENO);
-                  const long descriptors = test::openDescriptorCount();
-                  zel_outcome* run = nullptr;
-                  zel_outcome* finished = nullptr;
-                  zel_call* call = nullptr;
-                  int mode = -1;
-                  if (zel_client_read_setting(standIn.client(), ZEL_SETTING_FAN_MODE, 1000, &mode) != 1 || mode != 1 ||
-                      zel_client_run(standIn.client(), batch.get(), 10000, &run) != 0 ||
-                      zel_client_start(standIn.client(), batch.get(), 10000, &call) != 0 ||
-                      zel_call_finish(call, &finished) != 0) {
-                      return 0;
-                  }
-                  bool kept = test::openDescriptorCount() == descriptors;
-                  const test::Outcome outcomes[] = {test::Outcome(run), test::Outcome(finished)};
-                  for (const test::Outcome& outcome : outcomes) {
-                      kept = kept && zel_outcome_serialised(outcome.get()) &&
-                             test::outStream(outcome.get()) == "hi\n" &&
-                             std::string(zel_outcome_message(outcome.get())) ==
-                                 "zel_exec: command[2] id=201 execution: write: Invalid argument";
-                  }
-                  return kept ? 1 : 0;
-              }),
-              1);
+    for (const bool serialised : {true, false}) {
+        SCOPED_TRACE(serialised ? "with the board's lock" : "without it");
+        if (!serialised) {
+            ASSERT_EQ(::unlink(standIn.lockPath().c_str()), 0);
+        }
+        EXPECT_EQ(test::inChild([&] {
+                      ::close(STDIN_FILENO);
+                      ::close(STDOUT_FILENO);
+                      ::close(STDERR_FILENO);
+                      const long descriptors = test::openDescriptorCount();
+                      zel_outcome* run = nullptr;
+                      zel_outcome* finished = nullptr;
+                      zel_call* call = nullptr;
+                      int mode = -1;
+                      if (zel_client_read_setting(standIn.client(), ZEL_SETTING_FAN_MODE, 1000, &mode) != 1 ||
+                          mode != 1 || zel_client_run(standIn.client(), batch.get(), 10000, &run) != 0 ||
+                          zel_client_start(standIn.client(), batch.get(), 10000, &call) != 0 ||
+                          zel_call_finish(call, &finished) != 0) {
+                          return 0;
+                      }
+                      bool kept = test::openDescriptorCount() == descriptors;
+                      const test::Outcome outcomes[] = {test::Outcome(run), test::Outcome(finished)};
+                      for (const test::Outcome& outcome : outcomes) {
+                          kept = kept && zel_outcome_serialised(outcome.get()) == serialised &&
+                                 test::outStream(outcome.get()) == "hi\n" &&
+                                 std::string(zel_outcome_message(outcome.get())) ==
+                                     "zel_exec: command[2] id=201 execution: write: Invalid argument";
+                      }
+                      return kept ? 1 : 0;
+                  }),
+                  1);
+    }
 }
 
 TEST(Run, StartsTheCommandAloneInASessionWithoutTheCallersState)
