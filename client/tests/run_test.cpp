@@ -196,10 +196,44 @@ TEST(Run, KillsAfterTheWorstCaseAndNeverWaitsForTheStreams)
     EXPECT_EQ(test::openDescriptorCount(), descriptors) << "the streams still held are closed all the same";
 }
 
-// A daemon may start with its standard streams closed: the call's own
-// descriptors (the board's lock, its pipes, a settings file) then get the
-// lowest numbers; the command's streams must still be its pipes, and each of
-// them is given back. Without the lock file, a settings file gets 0.
+// What a daemon started with its standard streams closed gets, in a child of
+// its own: a read and two calls, each giving back every descriptor it took.
+bool readsAndCallsWithItsStreamsClosed(StandIn& standIn, const zel_batch* batch, bool serialised)
+{
+    const int writer = ::open(standIn.lockPath().c_str(), O_RDONLY | O_CLOEXEC);
+    ::close(STDIN_FILENO);
+    ::close(STDOUT_FILENO);
+    ::close(STDERR_FILENO);
+    const long descriptors = test::openDescriptorCount();
+    int mode = -1;
+    // The board's lock taken through descriptor 0 keeps a read out all the same.
+    if (writer >= 0 && (::flock(writer, LOCK_EX) != 0 ||
+                        zel_client_read_setting(standIn.client(), ZEL_SETTING_FAN_MODE, 100, &mode) != -ETIMEDOUT ||
+                        ::flock(writer, LOCK_UN) != 0)) {
+        return false;
+    }
+    zel_outcome* run = nullptr;
+    zel_outcome* finished = nullptr;
+    zel_call* call = nullptr;
+    if (zel_client_read_setting(standIn.client(), ZEL_SETTING_FAN_MODE, 1000, &mode) != 1 || mode != 1 ||
+        zel_client_run(standIn.client(), batch, 10000, &run) != 0 ||
+        zel_client_start(standIn.client(), batch, 10000, &call) != 0 || zel_call_finish(call, &finished) != 0) {
+        return false;
+    }
+    bool kept = test::openDescriptorCount() == descriptors;
+    const test::Outcome outcomes[] = {test::Outcome(run), test::Outcome(finished)};
+    for (const test::Outcome& outcome : outcomes) {
+        kept = kept && zel_outcome_serialised(outcome.get()) == serialised &&
+               test::outStream(outcome.get()) == "hi\n" &&
+               std::string(zel_outcome_message(outcome.get())) ==
+                   "zel_exec: command[2] id=201 execution: write: Invalid argument";
+    }
+    return kept;
+}
+
+// The call's own descriptors (the board's lock, its pipes, a settings file)
+// then get the lowest numbers, 0 included; the command's streams must still
+// be its pipes.
 TEST(Run, KeepsTheCommandsStreamsWhenTheCallersAreClosed)
 {
     StandIn standIn("101 print hi\\n\n201 fail\n");
@@ -210,32 +244,9 @@ TEST(Run, KeepsTheCommandsStreamsWhenTheCallersAreClosed)
         if (!serialised) {
             ASSERT_EQ(::unlink(standIn.lockPath().c_str()), 0);
         }
-        EXPECT_EQ(test::inChild([&] {
-                      ::close(STDIN_FILENO);
-                      ::close(STDOUT_FILENO);
-                      ::close(STDERR_FILENO);
-                      const long descriptors = test::openDescriptorCount();
-                      zel_outcome* run = nullptr;
-                      zel_outcome* finished = nullptr;
-                      zel_call* call = nullptr;
-                      int mode = -1;
-                      if (zel_client_read_setting(standIn.client(), ZEL_SETTING_FAN_MODE, 1000, &mode) != 1 ||
-                          mode != 1 || zel_client_run(standIn.client(), batch.get(), 10000, &run) != 0 ||
-                          zel_client_start(standIn.client(), batch.get(), 10000, &call) != 0 ||
-                          zel_call_finish(call, &finished) != 0) {
-                          return 0;
-                      }
-                      bool kept = test::openDescriptorCount() == descriptors;
-                      const test::Outcome outcomes[] = {test::Outcome(run), test::Outcome(finished)};
-                      for (const test::Outcome& outcome : outcomes) {
-                          kept = kept && zel_outcome_serialised(outcome.get()) == serialised &&
-                                 test::outStream(outcome.get()) == "hi\n" &&
-                                 std::string(zel_outcome_message(outcome.get())) ==
-                                     "zel_exec: command[2] id=201 execution: write: Invalid argument";
-                      }
-                      return kept ? 1 : 0;
-                  }),
-                  1);
+        EXPECT_EQ(
+            test::inChild([&] { return readsAndCallsWithItsStreamsClosed(standIn, batch.get(), serialised) ? 1 : 0; }),
+            1);
     }
 }
 
