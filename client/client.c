@@ -168,8 +168,9 @@ static int run_once(const struct zel_client *client, const struct zel_batch *bat
     return error;
 }
 
-/* The refusal that a retry stopped at the deadline leaves as it was: the group
-   did not run again before the lock or the deadline let it. */
+/* The deadline ended the retries of a settings group refused for its file's
+   lock: the outcome is that refusal, whether it came between two tries or
+   stopped one before the group ran again. */
 static int keep_refusal(struct zel_outcome *outcome, const struct zel_batch *batch, size_t refused,
                         const struct text *refusal)
 {
@@ -211,7 +212,7 @@ static int run_groups(const struct zel_client *client, const struct zel_batch *b
         const long long resume = now_ms() + backoff / 2 + (long)(next_random(&seed) % (unsigned long)backoff);
         backoff = backoff * 2 < LONGEST_BACKOFF_MS ? backoff * 2 : LONGEST_BACKOFF_MS;
         if (resume >= deadline_ms) {
-            outcome->kind = ZEL_BUSY;
+            error = keep_refusal(outcome, batch, first, &refusal);
             break;
         }
         if (wait_until(resume, cancel_fd)) {

@@ -291,7 +291,6 @@ class Submitter(_Handle):
         return _take_outcome(outcome) if outcome.value else None
 
 
-
 class Client(_Handle):
     """How to reach the board. command replaces sudo and the tool (a stand-in for tests); root is a
     directory that stands for / when the board's lock file and settings files are looked for."""
@@ -348,4 +347,3 @@ class Client(_Handle):
     def dropping(self, identifier, timeout=15.0):
         """A submitter for a button: a value that comes while a call is in flight is dropped."""
         return Submitter(self, identifier, _POLICY_DROP, timeout)
-
