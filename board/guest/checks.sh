@@ -134,12 +134,15 @@ gap_is_within() {
 }
 # client_busy_board ROUNDS: through the client as front, a UI saving the fan settings, a daemon
 # setting the fan and a reader of the settings at once, beside a front-end without the client
-# that holds fanMode.config's own lock half of the time; then what each saw and the files.
+# that holds fanMode.config's own lock until it refuses the UI once, then half of the time;
+# then what each saw and the files.
 client_busy_board() {
     run_as_front "201 0" "202 0" >/dev/null
-    rm -f /tmp/stop
-    as_user front sh -c 'until [ -e /tmp/stop ]; do flock -s /etc/zel/fanMode.config sleep 0.05; sleep 0.05; done' &
+    rm -f /tmp/stop /tmp/hold
+    as_user front sh -c "$CLIENT hold /etc/zel/fanMode.config && until [ -e /tmp/stop ]; do
+        flock -s /etc/zel/fanMode.config sleep 0.05; sleep 0.05; done" >/tmp/hold &
     holder=$!
+    until grep -q holding /tmp/hold 2>/dev/null || ! kill -0 $holder 2>/dev/null; do sleep 0.01; done
     as_user front $CLIENT ui "$1" >/tmp/ui &
     ui=$!
     as_user front $CLIENT daemon "$1" >/tmp/daemon &
@@ -147,8 +150,8 @@ client_busy_board() {
     as_user front $CLIENT reader "$1" >/tmp/reader
     wait $ui $daemon
     touch /tmp/stop && wait $holder
-    printf '%s; %s; %s; files %s %s\n' "$(cat /tmp/ui)" "$(cat /tmp/daemon)" "$(cat /tmp/reader)" \
-        "$(cat /etc/zel/fanMode.config)" "$(cat /etc/zel/fanLevel.config)"
+    printf '%s; %s; %s; holder: %s; files %s %s\n' "$(cat /tmp/ui)" "$(cat /tmp/daemon)" "$(cat /tmp/reader)" \
+        "$(tail -n 1 /tmp/hold)" "$(cat /etc/zel/fanMode.config)" "$(cat /etc/zel/fanLevel.config)"
 }
 check() {
     got=$(eval "$1" 2>&1 </dev/null)
@@ -362,7 +365,7 @@ run_as_front "201 0" => 0 [] []
 == two clients (client) sending fan-p5 (103) at the same moment, 100 times: one call at a time, never a mixed state
 [6.12] as_user front $CLIENT race 100 => 200 ok, 0 mixed
 == through the client (client), a UI saving fan-mode (201) and fan-level (202), a daemon setting fan-p5 (103), a reader of the settings, and a front-end without the client holding fanMode.config's lock: no refusal reaches a caller, no read is empty, no write is lost
-[6.12] client_busy_board 20 => ui: 0 of 20 failed, saved 0 6, lock refusals retried; daemon: 0 of 20 failed; reader: 0 of 40 failed; files 0 6
+[6.12] client_busy_board 20 => ui: 0 of 20 failed, saved 0 6, lock refusals retried; daemon: 0 of 20 failed; reader: 0 of 40 failed; holder: a writer refused; files 0 6
 == a hung pin-control program under device-power (501), called through the client (client): timed out within the deadline, the command's worst case and a second; the next call runs
 [6.12] touch $PIN/hang && as_user front $CLIENT run 1000 "501 1"; rm -f $PIN/hang => timed out, status -1, signal 15, group 1, command 501, in time
 [6.12] as_user front $CLIENT run 12000 "501 0" "502" => ok, status 0, signal 0, group 2, command 0, in time

@@ -18,13 +18,19 @@
  *                            reads that found no value
  *   slide POSITIONS          drags brightness-p5 (302) through POSITIONS
  *                            positions; the outcome and the last position
+ *   hold FILE                a front-end without the client: holds FILE's
+ *                            shared lock until a writer has been refused it
  */
-#define _POSIX_C_SOURCE 200809L
+#define _DEFAULT_SOURCE
 #include <zel_client.h>
 
+#include <fcntl.h>
+#include <poll.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -207,12 +213,32 @@ static int slide(struct zel_client *client, int positions)
     return 0;
 }
 
+/* Says "holding" once the lock is held. Nothing can write FILE while it is, so
+   a writer that closes it has been refused: the lock goes then, and the
+   refused call has something to retry however the processes happen to meet. */
+static int hold(const char *path)
+{
+    const int fd = open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    const int watch = inotify_init1(IN_CLOEXEC);
+    if (fd < 0 || watch < 0 || flock(fd, LOCK_SH) != 0 || inotify_add_watch(watch, path, IN_CLOSE_WRITE) < 0) {
+        perror("client_check: hold");
+        return 1;
+    }
+    printf("holding\n");
+    fflush(stdout);
+    struct pollfd closed = {watch, POLLIN, 0};
+    printf("%s\n", poll(&closed, 1, PATIENT_MS) == 1 ? "a writer refused" : "no writer came");
+    close(watch);
+    close(fd);
+    return 0;
+}
+
 int main(int argc, char **argv)
 {
     struct zel_client *client = zel_client_new();
     if (!client || argc < 3) {
         fprintf(stderr, "usage: client_check run TIMEOUT_MS GROUP... | race PAIRS | ui|daemon|reader ROUNDS | "
-                        "slide POSITIONS\n");
+                        "slide POSITIONS | hold FILE\n");
         return 2;
     }
     const int number = atoi(argv[2]);
@@ -223,6 +249,8 @@ int main(int argc, char **argv)
         status = race(client, number);
     } else if (strcmp(argv[1], "slide") == 0) {
         status = slide(client, number);
+    } else if (strcmp(argv[1], "hold") == 0) {
+        status = hold(argv[2]);
     } else if (strcmp(argv[1], "ui") == 0 || strcmp(argv[1], "daemon") == 0 || strcmp(argv[1], "reader") == 0) {
         status = rounds(client, argv[1], number);
     }
